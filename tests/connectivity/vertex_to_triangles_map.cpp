@@ -1,0 +1,131 @@
+#include <algorithm>
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include <geometry/connectivity.h>
+
+#include "connectivity/triangle_buckets.h"
+#include "support/fixtures.h"
+
+namespace {
+
+using namespace Zelkov::Geometry;
+using Zelkov::Testing::brute_force_map;
+using Zelkov::Testing::in_arena;
+using tri = std::array<std::size_t, 3>;
+
+const_span_triangles tspan(const std::vector<tri>& t) { return {t.data(), t.size()}; }
+
+/// Triangles with many repeated and shared corners, indices below `range`.
+std::vector<tri> random_triangles(std::size_t n, std::size_t range, std::uint64_t seed)
+{
+    std::mt19937_64 random(seed);
+    std::vector<tri> triangles(n);
+    for (auto& t : triangles)
+        for (auto& v : t) v = random() % range;
+    return triangles;
+}
+
+TEST(VertexToTrianglesMap, EmptyInputs)
+{
+    EXPECT_TRUE(get_vertex_to_triangles_map(const_span_triangles{nullptr, 0}).empty());
+    const triangle_surface points_only{{{0, 0, 0}, {1, 1, 1}, {2, 2, 2}}, {}};
+    const auto map = get_vertex_to_triangles_map(points_only);
+    ASSERT_EQ(map.size(), 3u);
+    EXPECT_TRUE(std::all_of(map.begin(), map.end(), [](const auto& set) { return set.empty(); }));
+    EXPECT_TRUE(check_vertex_to_triangles_map(triangle_surface{}, {}));
+
+    std::size_t bucket_count = 0, vertex_count = 7;
+    const auto buckets = detail::assign_triangle_buckets({nullptr, 0}, bucket_count, vertex_count);
+    EXPECT_EQ(bucket_count, 2u);
+    EXPECT_EQ(vertex_count, 0u);
+    EXPECT_EQ(buckets.size(), 2u);
+}
+
+TEST(VertexToTrianglesMap, RepeatedCornersCountOnce)
+{
+    const std::vector<tri> triangles{{3, 3, 1}, {1, 1, 1}, {0, 3, 1}};
+    const auto map = get_vertex_to_triangles_map(tspan(triangles));
+    ASSERT_EQ(map.size(), 4u);
+    EXPECT_EQ(std::vector<std::size_t>(map[1].begin(), map[1].end()), (std::vector<std::size_t>{0, 1, 2}));
+    EXPECT_EQ(std::vector<std::size_t>(map[3].begin(), map[3].end()), (std::vector<std::size_t>{0, 2}));
+    EXPECT_TRUE(map[2].empty());
+}
+
+TEST(VertexToTrianglesMap, SizeFromSpanAndFromSurface)
+{
+    triangle_surface s{std::vector<point<double, 3>>(10), {{0, 1, 2}, {2, 1, 3}}};
+    EXPECT_EQ(get_vertex_to_triangles_map(tspan(s.triangles)).size(), 4u);
+    EXPECT_EQ(get_vertex_to_triangles_map(s).size(), 10u);
+
+    // An index past the vertex array lengthens the map; it is not refused.
+    s.triangles.push_back({0, 14, 1});
+    const auto long_map = get_vertex_to_triangles_map(s);
+    EXPECT_EQ(long_map.size(), 15u);
+    EXPECT_EQ(long_map[14].size(), 1u);
+    EXPECT_TRUE(check_vertex_to_triangles_map(s, long_map));
+}
+
+TEST(VertexToTrianglesMap, BucketsAreVertexDisjointAscendingAndComplete)
+{
+    for (const auto& triangles : {random_triangles(5000, 800, 1), random_triangles(300, 40, 2),
+                                  Zelkov::Meshgen::shuffled(Zelkov::Meshgen::torus(40, 30), 3).triangles}) {
+        for (int threads : {1, 2, 3, 8}) {
+            std::size_t bucket_count = 0, vertex_count = 0;
+            const auto buckets = in_arena(threads, [&] {
+                return detail::assign_triangle_buckets(tspan(triangles), bucket_count, vertex_count);
+            });
+            EXPECT_EQ(bucket_count, std::min<std::size_t>(triangles.size() / 10, threads) + 1);
+            std::vector<std::size_t> owner(vertex_count, SIZE_MAX);
+            std::vector<int> seen(triangles.size(), 0);
+            for (std::size_t b = 0; b < bucket_count; ++b) {
+                EXPECT_TRUE(std::is_sorted(buckets[b].begin(), buckets[b].end()));
+                for (const std::size_t t : buckets[b]) {
+                    ++seen[t];
+                    if (b + 1 == bucket_count) continue;
+                    for (const std::size_t v : triangles[t]) {
+                        EXPECT_TRUE(owner[v] == SIZE_MAX || owner[v] == b) << "vertex " << v;
+                        owner[v] = b;
+                    }
+                }
+            }
+            EXPECT_TRUE(std::all_of(seen.begin(), seen.end(), [](int n) { return n == 1; }));
+        }
+    }
+}
+
+TEST(VertexToTrianglesMap, EqualsTheDefinitionForAnyThreadCount)
+{
+    const auto fan = Zelkov::Meshgen::fan(500);
+    for (const auto& triangles : {random_triangles(20000, 3000, 4), random_triangles(19, 5, 5),
+                                  fan.triangles, Zelkov::Meshgen::shuffled(Zelkov::Meshgen::icosphere(4), 6).triangles}) {
+        const auto expected = brute_force_map(triangles);
+        for (int threads : {1, 2, 3, 8})
+            EXPECT_EQ(in_arena(threads, [&] { return get_vertex_to_triangles_map(tspan(triangles)); }), expected)
+                << threads << " threads";
+    }
+}
+
+TEST(VertexToTrianglesMap, CheckRejectsStaleLongAndDisorderedMaps)
+{
+    const auto torus = Zelkov::Meshgen::torus(12, 9);
+    auto map = get_vertex_to_triangles_map(torus);
+    EXPECT_TRUE(check_vertex_to_triangles_map(torus, map));
+
+    auto longer = map;
+    longer.emplace_back();
+    EXPECT_FALSE(check_vertex_to_triangles_map(torus, longer));
+
+    auto stale = map;
+    stale[5].erase(*stale[5].begin());
+    stale[5].insert(torus.triangles.size() + 1);
+    EXPECT_FALSE(check_vertex_to_triangles_map(torus, stale));
+
+    auto disordered = map;
+    auto& seq = disordered[7].get_sequence_ref();
+    std::reverse(seq.begin(), seq.end());
+    EXPECT_FALSE(check_vertex_to_triangles_map(torus, disordered));
+}
+
+}  // namespace

@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# Installs what building, testing and benchmarking need on Debian 12 (as root).
+set -euo pipefail
+export DEBIAN_FRONTEND=noninteractive
+packages=(g++ cmake ninja-build pkg-config binutils
+          libtbb-dev libeigen3-dev libboost-dev libgtest-dev libbenchmark-dev)
+missing=()
+for p in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+    apt-get update -qq
+    apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi
