@@ -7,7 +7,9 @@
 /// A map is *in step* with a surface when entry v is exactly the ascending set
 /// of triangles naming v. Queries require that and do not test it.
 
+#include <array>
 #include <cstddef>
+#include <vector>
 
 #include <geometry/export.h>
 #include <geometry/triangle_surface.h>
@@ -38,5 +40,36 @@ ZELKOV_TRIMESH_EXPORT vertex_to_triangles_map get_vertex_to_triangles_map(const 
 /// the maps differ.
 ZELKOV_TRIMESH_EXPORT bool check_vertex_to_triangles_map(const triangle_surface& surface,
                                                          const vertex_to_triangles_map& map);
+
+// ---------------------------------------------------------------- neighbourhood queries
+
+/// Appends to `out` the triangles on `edge` = (e0, e1), ascending.
+///
+/// For e0 != e1: every triangle naming both vertices, in any corners and
+/// direction, found by intersecting the two sorted sets of `map` (triangle
+/// data is not read). For e0 == e1: every triangle of e0 that names e0 in two
+/// or three corners. With `consider_orientation`, the whole of `out`, earlier
+/// entries included, is then thinned to the triangles that have the directed
+/// edge e0->e1, keeping their order.
+/// \pre `map` is in step with `surface`; e0, e1 < map.size(); earlier entries of
+/// `out` are valid triangle indices when `consider_orientation` is true.
+ZELKOV_TRIMESH_EXPORT void triangle_indices_from_edge(std::vector<std::size_t>& out,
+                                                      const std::array<std::size_t, 2>& edge,
+                                                      const triangle_surface& surface,
+                                                      const vertex_to_triangles_map& map,
+                                                      bool consider_orientation);
+
+/// The triangles on `edge`, ascending; see the out-argument overload.
+ZELKOV_TRIMESH_EXPORT std::vector<std::size_t> triangle_indices_from_edge(
+    const std::array<std::size_t, 2>& edge, const triangle_surface& surface,
+    const vertex_to_triangles_map& map, bool consider_orientation);
+
+/// With `consider_orientation`: whether `triangle` has the directed edge
+/// edge[0]->edge[1] (two cyclically adjacent corners t[i], t[i+1 mod 3]).
+/// Without: that edge or its reverse. edge[0] == edge[1] asks for two
+/// adjacent corners that both hold the vertex.
+ZELKOV_TRIMESH_EXPORT bool has_edge(const std::array<std::size_t, 2>& edge,
+                                    const std::array<std::size_t, 3>& triangle,
+                                    bool consider_orientation) noexcept;
 
 }  // namespace Zelkov::Geometry
