@@ -1,0 +1,100 @@
+#pragma once
+// Reading and writing mesh files for the command-line program: STL (binary and
+// ASCII), OBJ, PLY (ASCII and binary of either endianness) and OFF in, PLY, STL
+// and OBJ out. Not part of the library, which has no files.
+//
+// Readers keep coordinates exactly as stored (a float becomes the same double,
+// decimal text is converted with correct rounding) and never merge vertices:
+// welding is the library's `unique`. Indices are checked by
+// `make_triangle_surface`, so the surface handed back is always valid.
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <geometry/triangle_surface.h>
+
+namespace Zelkov::Meshio {
+
+using Zelkov::Geometry::triangle_surface;
+
+enum class mesh_format { stl, obj, ply, off };
+
+/// A file that cannot be turned into a surface. `what()` is one line that
+/// names the file and the fault: missing, unreadable, truncated, unknown format,
+/// malformed content, index out of range at triangle k, empty mesh.
+class read_error : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// A file that cannot be written. `what()` names the file and the reason.
+class write_error : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The format named by a file's extension (case ignored), or nothing.
+std::optional<mesh_format> format_from_extension(const std::string& path);
+
+/// The format that the content announces ("ply", "OFF", "solid" or a binary STL
+/// whose size matches its triangle count), or nothing.
+std::optional<mesh_format> format_from_content(std::string_view bytes);
+
+/// Reads a mesh file. The format comes from the extension; a file with an
+/// unknown extension is recognised by its content where it can be.
+/// \throws read_error with a one-line message naming `path`.
+triangle_surface read_mesh_file(const std::string& path);
+
+/// Parses bytes already in memory; `name` stands for the file in messages.
+/// A surface without triangles is refused as an empty mesh.
+/// \throws read_error.
+triangle_surface read_mesh_bytes(std::string_view bytes, mesh_format format, const std::string& name);
+
+// ---------------------------------------------------------------- writing
+
+/// A named per-vertex value, written as a `double` property of PLY vertices.
+struct vertex_field {
+    std::string name;
+    std::vector<double> values;
+};
+
+using rgb = std::array<std::uint8_t, 3>;
+
+enum class ply_encoding { ascii, binary_little_endian, binary_big_endian };
+
+/// What a PLY file carries besides positions and triangles. Each field and the
+/// colours, when not empty, hold one entry per vertex.
+struct ply_content {
+    std::vector<vertex_field> fields;
+    std::vector<rgb> colours;
+    ply_encoding encoding = ply_encoding::binary_little_endian;
+    /// Store coordinates as `float` instead of `double` (rounds; for small files).
+    bool float_coordinates = false;
+};
+
+/// The PLY file of a surface as bytes. Coordinates as `double` by default, so
+/// reading it back gives the same surface bit for bit.
+/// \throws std::invalid_argument when a field or the colours have the wrong length.
+std::string ply_bytes(const triangle_surface& surface, const ply_content& content = {});
+
+/// The binary STL file of a surface: one facet per triangle with its unit
+/// normal, coordinates rounded to `float` as the format demands.
+std::string stl_bytes(const triangle_surface& surface);
+
+/// The OBJ file of a surface: `v` and `f` lines, coordinates in the shortest
+/// decimal form that reads back to the same double.
+std::string obj_bytes(const triangle_surface& surface);
+
+/// Writes a surface in the format of `path`'s extension (.ply, .stl, .obj).
+/// PLY gets `content`; the other formats drop fields and colours.
+/// \throws write_error when the extension is not one of these, when the file
+/// cannot be written, or when `path` is the same file as `protected_input`.
+void write_mesh_file(const std::string& path, const triangle_surface& surface,
+                     const ply_content& content = {}, const std::string& protected_input = {});
+
+}  // namespace Zelkov::Meshio
