@@ -90,6 +90,11 @@ std::string stl_bytes(const triangle_surface& surface);
 /// decimal form that reads back to the same double.
 std::string obj_bytes(const triangle_surface& surface);
 
+/// Tests, before any work is done, that `path` names a format that can be
+/// written and is not the same file as `protected_input` (when given).
+/// \throws write_error.
+void check_output_path(const std::string& path, const std::string& protected_input);
+
 /// Writes a surface in the format of `path`'s extension (.ply, .stl, .obj).
 /// PLY gets `content`; the other formats drop fields and colours.
 /// \throws write_error when the extension is not one of these, when the file

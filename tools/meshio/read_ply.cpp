@@ -65,11 +65,12 @@ header parse_header(std::string_view bytes)
 {
     line_scanner in(bytes);
     if (!in.next_line() || in.token() != "ply") throw format_error("not a PLY file (missing 'ply' header)");
+    if (bytes.find("end_header") == std::string_view::npos) throw format_error("truncated: PLY header without 'end_header'");
     header h;
     bool has_format = false;
     std::size_t offset = bytes.find('\n') + 1;
     for (;;) {
-        if (!in.next_line()) throw format_error("truncated: PLY header without 'end_header'");
+        if (!in.next_line()) throw format_error("PLY header without an 'end_header' line");
         const std::size_t line_end = bytes.find('\n', offset);
         offset = line_end == std::string_view::npos ? bytes.size() : line_end + 1;
         const std::string_view tag = in.token();

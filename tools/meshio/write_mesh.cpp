@@ -191,17 +191,24 @@ std::string obj_bytes(const triangle_surface& surface)
     return out;
 }
 
-void write_mesh_file(const std::string& path, const triangle_surface& surface, const ply_content& content,
-                     const std::string& protected_input)
+void check_output_path(const std::string& path, const std::string& protected_input)
 {
     if (same_file(path, protected_input))
         throw write_error(path + ": refusing to overwrite the input file; choose another output name");
     const auto format = format_from_extension(path);
+    if (format != mesh_format::ply && format != mesh_format::stl && format != mesh_format::obj)
+        throw write_error(path + ": unknown output format (expected a .ply, .stl or .obj file name)");
+}
+
+void write_mesh_file(const std::string& path, const triangle_surface& surface, const ply_content& content,
+                     const std::string& protected_input)
+{
+    check_output_path(path, protected_input);
+    const auto format = format_from_extension(path);
     std::string bytes;
     if (format == mesh_format::ply) bytes = ply_bytes(surface, content);
     else if (format == mesh_format::stl) bytes = stl_bytes(surface);
-    else if (format == mesh_format::obj) bytes = obj_bytes(surface);
-    else throw write_error(path + ": unknown output format (expected a .ply, .stl or .obj file name)");
+    else bytes = obj_bytes(surface);
 
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     if (!out) throw write_error(path + ": cannot write (" + std::strerror(errno) + ")");

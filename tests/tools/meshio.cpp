@@ -1,0 +1,308 @@
+// Reading and writing mesh files: exact round trips, the quirks of each
+// format, and one clear error for every kind of bad file.
+
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "meshio.h"
+#include "support/fixtures.h"
+
+namespace {
+
+using namespace Zelkov::Meshio;
+using Zelkov::Testing::point3;
+using Zelkov::Testing::tri;
+
+/// A small open surface with awkward doubles: values that no float holds,
+/// negative zero, tiny and huge magnitudes.
+triangle_surface awkward_surface()
+{
+    triangle_surface s;
+    s.vertices = {{0.1, -0.0, 1e-300}, {1.0 / 3.0, 2.0, -7.25}, {1e300, 5e-324, 0.3},
+                  {-2.5, 0.7, 123456789.123456789}, {4.0, 4.0, 4.0}};
+    s.triangles = {{0, 1, 2}, {0, 2, 3}, {3, 2, 4}, {4, 1, 0}};
+    return s;
+}
+
+/// A surface whose coordinates are all floats, for formats that store floats.
+triangle_surface float_surface()
+{
+    triangle_surface s = awkward_surface();
+    for (auto& p : s.vertices) p = {double(float(p.x / 1e290 + 0.1)), double(float(p.y + 0.5)), double(float(p.z * 1e-3))};
+    return s;
+}
+
+bool same_bits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
+void expect_identical(const triangle_surface& a, const triangle_surface& b)
+{
+    ASSERT_EQ(a.vertices.size(), b.vertices.size());
+    for (std::size_t i = 0; i < a.vertices.size(); ++i) {
+        EXPECT_TRUE(same_bits(a.vertices[i].x, b.vertices[i].x)) << "vertex " << i;
+        EXPECT_TRUE(same_bits(a.vertices[i].y, b.vertices[i].y)) << "vertex " << i;
+        EXPECT_TRUE(same_bits(a.vertices[i].z, b.vertices[i].z)) << "vertex " << i;
+    }
+    EXPECT_EQ(a.triangles, b.triangles);
+}
+
+/// The message of the read_error that reading `bytes` raises, or "" if none.
+std::string read_failure(const std::string& bytes, mesh_format format)
+{
+    try {
+        read_mesh_bytes(bytes, format, "f");
+    } catch (const read_error& e) {
+        return e.what();
+    }
+    return "";
+}
+
+/// A file in a fresh scratch directory, removed with it.
+struct scratch_dir {
+    std::filesystem::path path;
+    scratch_dir()
+    {
+        path = std::filesystem::temp_directory_path() /
+               ("zelkov_meshio_" + std::to_string(std::random_device{}()) + "_" +
+                ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        std::filesystem::create_directories(path);
+    }
+    ~scratch_dir() { std::filesystem::remove_all(path); }
+    std::string file(const std::string& name, const std::string& bytes = {}) const
+    {
+        const auto p = (path / name).string();
+        if (!bytes.empty()) std::ofstream(p, std::ios::binary) << bytes;
+        return p;
+    }
+};
+
+TEST(MeshRoundTrip, PlyInEveryEncodingKeepsDoublesToTheBit)
+{
+    const triangle_surface s = awkward_surface();
+    for (auto encoding : {ply_encoding::ascii, ply_encoding::binary_little_endian, ply_encoding::binary_big_endian}) {
+        ply_content content;
+        content.encoding = encoding;
+        content.fields = {{"f", {1, 2, 3, 4, 5}}};
+        content.colours = {{1, 2, 3}, {4, 5, 6}, {7, 8, 9}, {10, 11, 12}, {13, 14, 15}};
+        expect_identical(read_mesh_bytes(ply_bytes(s, content), mesh_format::ply, "f"), s);
+    }
+}
+
+TEST(MeshRoundTrip, FloatPlyAndStlKeepFloatValues)
+{
+    const triangle_surface s = float_surface();
+    for (auto encoding : {ply_encoding::ascii, ply_encoding::binary_little_endian, ply_encoding::binary_big_endian}) {
+        ply_content content;
+        content.encoding = encoding;
+        content.float_coordinates = true;
+        expect_identical(read_mesh_bytes(ply_bytes(s, content), mesh_format::ply, "f"), s);
+    }
+    // STL stores a soup: each triangle comes back with three fresh vertices.
+    const triangle_surface back = read_mesh_bytes(stl_bytes(s), mesh_format::stl, "f");
+    ASSERT_EQ(back.triangles.size(), s.triangles.size());
+    for (std::size_t t = 0; t < s.triangles.size(); ++t)
+        for (std::size_t c = 0; c < 3; ++c) {
+            EXPECT_EQ(back.triangles[t][c], 3 * t + c);
+            EXPECT_EQ(back.vertices[3 * t + c], s.vertices[s.triangles[t][c]]);
+        }
+}
+
+TEST(MeshRoundTrip, ObjAndFilesOnDisk)
+{
+    const triangle_surface s = awkward_surface();
+    expect_identical(read_mesh_bytes(obj_bytes(s), mesh_format::obj, "f"), s);
+    scratch_dir dir;
+    for (const char* name : {"a.ply", "b.OBJ"}) {
+        write_mesh_file(dir.file(name), s);
+        expect_identical(read_mesh_file(dir.file(name)), s);
+    }
+}
+
+TEST(MeshRoundTrip, WriterRefusesTheInputFileAndUnknownExtensions)
+{
+    scratch_dir dir;
+    const std::string input = dir.file("in.ply", ply_bytes(awkward_surface()));
+    EXPECT_THROW(write_mesh_file(input, awkward_surface(), {}, input), write_error);
+    EXPECT_THROW(write_mesh_file(dir.file("sub/../in.ply"), awkward_surface(), {}, input), write_error);
+    EXPECT_THROW(write_mesh_file(dir.file("out.off"), awkward_surface()), write_error);
+    expect_identical(read_mesh_file(input), awkward_surface());  // untouched
+    ply_content short_field;
+    short_field.fields.push_back({"short", {1.0}});
+    EXPECT_THROW(ply_bytes(awkward_surface(), short_field), std::invalid_argument);
+}
+
+TEST(ReadStl, BinaryWhoseHeaderBeginsWithSolid)
+{
+    std::string bytes = stl_bytes(float_surface());
+    bytes.replace(0, 11, "solid trick");
+    const triangle_surface s = read_mesh_bytes(bytes, mesh_format::stl, "f");
+    EXPECT_EQ(s.triangles.size(), 4u);
+    EXPECT_EQ(format_from_content(bytes), mesh_format::stl);
+}
+
+TEST(ReadStl, AsciiWithPolygonLoopsAndSeveralSolids)
+{
+    const std::string text =
+        "solid a\n facet normal 0 0 1\n  outer loop\n   vertex 0 0 0\n   vertex 1 0 0\n   vertex 1 1 0\n"
+        "   vertex 0 1 0.1\n  endloop\n endfacet\nendsolid a\n"
+        "solid b\nfacet normal 0 0 0 outer loop vertex 0.1 0.2 0.3 vertex 1e-3 +2 3 vertex 7 8 9 endloop endfacet\n"
+        "endsolid\n";
+    const triangle_surface s = read_mesh_bytes(text, mesh_format::stl, "f");
+    ASSERT_EQ(s.triangles.size(), 3u);
+    EXPECT_EQ(s.triangles[1], (tri{0, 2, 3}));
+    EXPECT_EQ(s.vertices[3].z, 0.1);
+    EXPECT_EQ(s.vertices[4], (point3{0.1, 0.2, 0.3}));
+    EXPECT_EQ(s.vertices[5], (point3{1e-3, 2, 3}));
+}
+
+TEST(ReadObj, PolygonsNegativeIndicesAndIgnoredAttributes)
+{
+    const std::string text =
+        "# comment\nmtllib x.mtl\no thing\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0 1.0\nvt 0 0\nvn 0 0 1\n"
+        "s off\nf 1/1/1 2/2/1 3//1 4\nv 0.1 0.2 0.3\nf -1 -2 -3\n";
+    const triangle_surface s = read_mesh_bytes(text, mesh_format::obj, "f");
+    ASSERT_EQ(s.triangles.size(), 3u);
+    EXPECT_EQ(s.triangles[0], (tri{0, 1, 2}));
+    EXPECT_EQ(s.triangles[1], (tri{0, 2, 3}));
+    EXPECT_EQ(s.triangles[2], (tri{4, 3, 2}));
+    EXPECT_EQ(s.vertices[4], (point3{0.1, 0.2, 0.3}));
+}
+
+TEST(ReadOff, HeaderVariantsCommentsAndColours)
+{
+    const std::string text =
+        "COFF\n# a square\n4 2 0\n0 0 0 255 0 0 255\n1 0 0 0 255 0 255\n\n1 1 0 0 0 255 255\n0 1 0 9 9 9 9\n"
+        "4 0 1 2 3 200 200 200\n3 3 2 1\n";
+    const triangle_surface s = read_mesh_bytes(text, mesh_format::off, "f");
+    ASSERT_EQ(s.triangles.size(), 3u);
+    EXPECT_EQ(s.triangles[2], (tri{3, 2, 1}));
+    EXPECT_EQ(read_mesh_bytes("OFF 3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n", mesh_format::off, "f").triangles.size(), 1u);
+}
+
+TEST(ReadPly, OtherElementsAndPropertiesAreReadPast)
+{
+    const std::string text =
+        "ply\nformat ascii 1.0\ncomment c\nelement material 1\nproperty list uchar float rgb\n"
+        "element vertex 3\nproperty uchar flag\nproperty double z\nproperty double y\nproperty double x\n"
+        "property list uchar int extra\nelement face 1\nproperty uchar tag\nproperty list uchar uint vertex_index\n"
+        "end_header\n2 0.5 0.5\n1 3 2 1 0\n1 6 5 4 2 7 7\n1 9 8 7 1 7\n4 3 0 1 2\n";
+    const triangle_surface s = read_mesh_bytes(text, mesh_format::ply, "f");
+    ASSERT_EQ(s.vertices.size(), 3u);
+    EXPECT_EQ(s.vertices[1], (point3{4, 5, 6}));
+    EXPECT_EQ(s.triangles, (std::vector<tri>{{0, 1, 2}}));
+}
+
+TEST(ReadMeshErrors, TruncatedFilesOfEveryFormat)
+{
+    const triangle_surface s = float_surface();
+    const std::string stl = stl_bytes(s);
+    EXPECT_NE(read_failure(stl.substr(0, stl.size() - 7), mesh_format::stl).find("truncated: binary STL declares 4"),
+              std::string::npos);
+    EXPECT_NE(read_failure(stl.substr(0, 40), mesh_format::stl).find("truncated"), std::string::npos);
+    EXPECT_NE(read_failure("solid x\nfacet normal 0 0 1\nouter loop\nvertex 0 0", mesh_format::stl).find("truncated"),
+              std::string::npos);
+    for (auto encoding : {ply_encoding::ascii, ply_encoding::binary_little_endian, ply_encoding::binary_big_endian}) {
+        ply_content content;
+        content.encoding = encoding;
+        const std::string ply = ply_bytes(s, content);
+        EXPECT_EQ(read_failure(ply.substr(0, ply.size() - 3), mesh_format::ply),
+                  "f: truncated: file ends in element 'face' (item 4 of 4)");
+        EXPECT_NE(read_failure(ply.substr(0, 40), mesh_format::ply).find("truncated"), std::string::npos);
+    }
+    EXPECT_EQ(read_failure("OFF\n4 1 0\n0 0 0\n1 0 0\n", mesh_format::off), "f: truncated: expected 4 vertices, found 2");
+    EXPECT_EQ(read_failure("OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n", mesh_format::off),
+              "f: truncated: expected 2 faces, found 1");
+}
+
+TEST(ReadMeshErrors, IndicesOutOfRangeNameTheTriangle)
+{
+    EXPECT_EQ(read_failure("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\nf 1 2 3 4\n", mesh_format::obj),
+              "f: index out of range at triangle 2 (the file has 3 vertices)");
+    EXPECT_EQ(read_failure("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 0\n", mesh_format::obj),
+              "f: index out of range at triangle 0 (the file has 3 vertices)");
+    EXPECT_EQ(read_failure("v 0 0 0\nv 1 0 0\nf -1 -2 -3\n", mesh_format::obj),
+              "f: index out of range at triangle 0 (the file has 2 vertices)");
+    EXPECT_EQ(read_failure("OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n3 0 -1 2\n", mesh_format::off),
+              "f: index out of range at triangle 1 (the file has 3 vertices)");
+    triangle_surface s = awkward_surface();
+    s.triangles[3][1] = 5;
+    EXPECT_EQ(read_failure(ply_bytes(s), mesh_format::ply), "f: index out of range at triangle 3 (the file has 5 vertices)");
+}
+
+TEST(ReadMeshErrors, MalformedAndEmptyContent)
+{
+    EXPECT_EQ(read_failure("v 0 0 0\nv 1 0 zero\n", mesh_format::obj), "f: malformed vertex at line 2");
+    EXPECT_EQ(read_failure("v 0 0 0\nf 1 1\n", mesh_format::obj), "f: face with fewer than 3 corners at line 2");
+    EXPECT_EQ(read_failure("v 0 0 0\nv 1 1 1\n", mesh_format::obj), "f: empty mesh (2 vertices, no triangles)");
+    EXPECT_EQ(read_failure("ply\nformat ascii 1.0\nelement vertex 0\nproperty float x\nproperty float y\n"
+                           "property float z\nend_header\n", mesh_format::ply),
+              "f: empty mesh (0 vertices, no triangles)");
+    EXPECT_EQ(read_failure("OFF\nx 1 0\n", mesh_format::off), "f: malformed vertex count at line 2");
+    EXPECT_EQ(read_failure("hello", mesh_format::ply), "f: not a PLY file (missing 'ply' header)");
+    EXPECT_EQ(read_failure("ply\nformat binary 1.0\nend_header\n", mesh_format::ply), "f: unknown PLY format 'binary' at line 2");
+    EXPECT_EQ(read_failure("ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nend_header\n1\n",
+                           mesh_format::ply),
+              "f: PLY vertex element without exactly one x, y and z");
+    EXPECT_EQ(read_failure("solid x\nfacet normal 0 0 1\nouter loop\nvertex 0 0 nan?\n", mesh_format::stl),
+              "f: malformed number 'nan?' at line 4");
+}
+
+TEST(ReadMeshErrors, GarbageNeverCrashes)
+{
+    std::mt19937 random(7);
+    const std::string good[] = {stl_bytes(float_surface()), obj_bytes(awkward_surface()), ply_bytes(awkward_surface()),
+                                "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n"};
+    const mesh_format formats[] = {mesh_format::stl, mesh_format::obj, mesh_format::ply, mesh_format::off};
+    for (int round = 0; round < 400; ++round) {
+        const std::size_t which = round % 4;
+        std::string bytes = good[which];
+        for (int k = 0; k < 1 + round % 5; ++k) bytes[random() % bytes.size()] = static_cast<char>(random());
+        try {
+            const triangle_surface s = read_mesh_bytes(bytes, formats[which], "f");
+            EXPECT_TRUE(Zelkov::Geometry::is_valid(s));
+        } catch (const read_error& e) {
+            EXPECT_EQ(std::string(e.what()).find('\n'), std::string::npos) << e.what();
+        }
+    }
+}
+
+TEST(ReadMeshFile, MissingUnknownAndSniffedFiles)
+{
+    scratch_dir dir;
+    try {
+        read_mesh_file(dir.file("nothing.obj"));
+        FAIL();
+    } catch (const read_error& e) {
+        EXPECT_EQ(std::string(e.what()), dir.file("nothing.obj") + ": no such file");
+    }
+    EXPECT_THROW(read_mesh_file(dir.path.string()), read_error);
+    EXPECT_THROW(read_mesh_file(dir.file("notes.txt", "just text\n")), read_error);
+    // A known content under an unknown name is still read.
+    EXPECT_EQ(read_mesh_file(dir.file("mesh.bin", ply_bytes(awkward_surface()))).triangles.size(), 4u);
+}
+
+/// Vertex and triangle counts of the shared real files, as stored (polygons
+/// fan-triangulated, STL facets with three vertices each).
+TEST(ReadMeshFile, SharedRealMeshesHaveTheirKnownCounts)
+{
+    const struct {
+        const char* name;
+        std::size_t vertices, triangles;
+    } files[] = {{"spot.obj", 2930, 5856},         {"knot.ply", 12800, 25600},
+                 {"dragon_res4.ply", 5205, 11102}, {"thingi243015_genus32.stl", 11208, 3736},
+                 {"suzanne.obj", 507, 968},        {"bowtie_eight2d.ply", 19, 20},
+                 {"joined_tets.obj", 5, 8},        {"moebius.ply", 80, 80}};
+    for (const auto& f : files) {
+        ZELKOV_SHARED_MESH(path, f.name);
+        const triangle_surface s = read_mesh_file(path);
+        EXPECT_EQ(s.vertices.size(), f.vertices) << f.name;
+        EXPECT_EQ(s.triangles.size(), f.triangles) << f.name;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,57 @@
+// `clean`: merges equal points and equal triangles, optionally drops the
+// triangles that repeat a vertex, removes free points, and writes the result.
+
+#include <limits>
+
+#include <geometry/trimesh.h>
+
+#include "commands.h"
+#include "figures.h"
+#include "meshio.h"
+
+namespace Zelkov::Cli {
+
+using namespace Zelkov::Geometry;
+
+value run_clean(const common_options& options, const clean_options& clean, stage_clock& clock)
+{
+    input_mesh in = load_input(options, clock);
+    triangle_surface& s = in.surface;
+    value report = value::new_object();
+    report.set("command", "clean");
+    report.set("input", in.name);
+    report.set("before", surface_summary(s));
+
+    value done = value::new_object();
+    const std::size_t v0 = s.vertices.size(), t0 = s.triangles.size();
+    clock.run("unique", [&] { unique(s, clean.consider_orientation); });
+    done.set("orientation considered", clean.consider_orientation);
+    done.set("vertices merged", v0 - s.vertices.size());
+    done.set("triangles merged", t0 - s.triangles.size());
+
+    std::size_t degenerate_removed = 0;
+    if (clean.remove_degenerate) {
+        clock.run("remove degenerate triangles", [&] {
+            auto repeated = repeated_vertex_triangles(s);
+            degenerate_removed = repeated.size();
+            remove_triangles(s, std::move(repeated));
+        });
+        done.set("degenerate triangles removed", degenerate_removed);
+    }
+
+    std::vector<std::size_t> old_to_new;
+    clock.run("remove free points", [&] { remove_free_points(s, old_to_new); });
+    std::size_t free_removed = 0;
+    for (const std::size_t n : old_to_new) free_removed += n == std::numeric_limits<std::size_t>::max();
+    done.set("free vertices removed", free_removed);
+    report.set("clean-up", std::move(done));
+    report.set("after", surface_summary(s));
+
+    if (!options.output.empty()) {
+        clock.run("write", [&] { Zelkov::Meshio::write_mesh_file(options.output, s, {}, options.input); });
+        report.set("output", options.output);
+    }
+    return report;
+}
+
+}  // namespace Zelkov::Cli

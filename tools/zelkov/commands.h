@@ -1,0 +1,80 @@
+#pragma once
+// The sub-commands of the program. Each reads its input, does its work in
+// timed stages and returns its report; errors are thrown as the exceptions
+// below and turned into one line and an exit status by `run`.
+
+#include <cstddef>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include <geometry/triangle_surface.h>
+
+#include "report.h"
+#include "stages.h"
+
+namespace Zelkov::Cli {
+
+/// Exit statuses of the program.
+enum exit_status : int {
+    exit_ok = 0,
+    exit_internal_error = 1,  // a fault of the program itself
+    exit_usage = 2,           // bad command line
+    exit_bad_input = 3,       // the input file is missing, unreadable or malformed
+    exit_output_failed = 4,   // the output cannot be written (or would overwrite the input)
+};
+
+/// A command line that names things that do not fit together.
+class usage_error : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// What every sub-command is given.
+struct common_options {
+    std::string input;   // empty: the built-in default mesh
+    std::string output;  // empty: write nothing
+    bool json = false;
+    std::size_t default_mesh_triangles = 1'000'000;
+};
+
+struct clean_options {
+    bool consider_orientation = true;
+    bool remove_degenerate = false;
+};
+
+struct simplify_cli_options {
+    std::optional<std::size_t> target;
+    std::optional<double> ratio;
+    double max_normal_turn_degrees = 60.0;
+    double relax_flat_degrees = 5.0;
+};
+
+struct features_options {
+    double sharp_angle_degrees = 30.0;
+    std::size_t smoothing_iterations = 10;
+};
+
+/// The surface a sub-command works on and how the report names it.
+struct input_mesh {
+    Zelkov::Geometry::triangle_surface surface;
+    std::string name;
+};
+
+/// Reads the input file, or generates the default mesh when there is none.
+/// \throws Zelkov::Meshio::read_error.
+input_mesh load_input(const common_options& options, stage_clock& clock);
+
+/// Counts and the bounding box of a surface, for the report.
+value surface_summary(const Zelkov::Geometry::triangle_surface& surface);
+
+/// Summary statistics of a per-vertex field: count, min, max, mean and some
+/// percentiles, over the finite values other than `skip_value`.
+value field_summary(const std::vector<double>& values, std::optional<double> skip_value = std::nullopt);
+
+value run_info(const common_options& options, stage_clock& clock);
+value run_clean(const common_options& options, const clean_options& clean, stage_clock& clock);
+value run_simplify(const common_options& options, const simplify_cli_options& simplify, stage_clock& clock);
+value run_features(const common_options& options, const features_options& features, stage_clock& clock);
+
+}  // namespace Zelkov::Cli

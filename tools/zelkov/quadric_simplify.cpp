@@ -1,0 +1,376 @@
+#include "quadric_simplify.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <queue>
+
+#include <Eigen/Dense>
+#include <oneapi/tbb/blocked_range.h>
+#include <oneapi/tbb/concurrent_vector.h>
+#include <oneapi/tbb/parallel_for.h>
+
+#include <geometry/neighbourhood_cache.h>
+
+namespace Zelkov::Cli {
+
+namespace {
+
+using Zelkov::Geometry::neighbourhood_cache;
+using Zelkov::Geometry::triangle_surface;
+using point3 = Zelkov::Math::point<double, 3>;
+
+constexpr std::size_t dead = std::numeric_limits<std::size_t>::max();
+constexpr std::size_t next_corner[3] = {1, 2, 0};
+
+point3 sub(const point3& a, const point3& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
+point3 cross(const point3& a, const point3& b)
+{
+    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
+double dot(const point3& a, const point3& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+double norm(const point3& a) { return std::sqrt(dot(a, a)); }
+
+/// The symmetric form E(p) = p'Ap + 2b'p + c, stored as the upper triangle of
+/// A, then b, then c.
+struct quadric {
+    std::array<double, 10> q{};
+
+    static quadric of_plane(const point3& n, double d, double weight)
+    {
+        quadric r;
+        r.q = {n.x * n.x, n.x * n.y, n.x * n.z, n.y * n.y, n.y * n.z, n.z * n.z, n.x * d, n.y * d, n.z * d, d * d};
+        for (double& v : r.q) v *= weight;
+        return r;
+    }
+
+    quadric& operator+=(const quadric& o)
+    {
+        for (int i = 0; i < 10; ++i) q[i] += o.q[i];
+        return *this;
+    }
+
+    double error(const point3& p) const
+    {
+        const double x = p.x, y = p.y, z = p.z;
+        return x * (q[0] * x + q[1] * y + q[2] * z) + y * (q[1] * x + q[3] * y + q[4] * z) +
+               z * (q[2] * x + q[4] * y + q[5] * z) + 2.0 * (q[6] * x + q[7] * y + q[8] * z) + q[9];
+    }
+
+    /// The minimiser of E, when A is well enough conditioned to trust it.
+    std::optional<point3> minimiser() const
+    {
+        Eigen::Matrix3d a;
+        a << q[0], q[1], q[2], q[1], q[3], q[4], q[2], q[4], q[5];
+        const double scale = (q[0] + q[3] + q[5]) / 3.0;
+        const double det = a.determinant();
+        if (!(scale > 0) || !(std::fabs(det) > 1e-9 * scale * scale * scale)) return std::nullopt;
+        const Eigen::Vector3d x = a.inverse() * Eigen::Vector3d(-q[6], -q[7], -q[8]);
+        if (!x.allFinite()) return std::nullopt;
+        return point3{x[0], x[1], x[2]};
+    }
+};
+
+/// The plan for collapsing one edge: who survives, where it goes, at what cost.
+struct plan {
+    double cost;
+    std::size_t kept;
+    std::size_t removed;
+    point3 position;
+};
+
+/// A queued edge; it is stale when either vertex has changed since.
+struct candidate {
+    double cost;
+    std::size_t a;
+    std::size_t b;
+    std::uint32_t version_a;
+    std::uint32_t version_b;
+
+    bool operator>(const candidate& o) const
+    {
+        if (cost != o.cost) return cost > o.cost;
+        if (a != o.a) return a > o.a;
+        return b > o.b;
+    }
+};
+
+class simplifier {
+public:
+    simplifier(triangle_surface& surface, const simplify_options& options, std::vector<unsigned char> pinned,
+               stage_clock& clock)
+        : surface_(surface), options_(options), pinned_(std::move(pinned)), clock_(clock)
+    {
+        pinned_.resize(surface.vertices.size(), 0);
+        min_turn_cos_ = std::cos(options.max_normal_turn_degrees * 3.141592653589793 / 180.0);
+    }
+
+    simplify_counts run()
+    {
+        counts_.triangles_before = surface_.triangles.size();
+        live_ = surface_.triangles.size();
+        clock_.run("neighbourhood cache", [&] { build_cache(); });
+        clock_.run("quadrics", [&] { build_quadrics(); });
+        clock_.run("edge queue", [&] { build_queue(); });
+        clock_.run("collapses", [&] { collapse(); });
+        clock_.run("remove invalid triangles", [&] { counts_.removed_triangles = cache_->remove_invalid_triangles(); });
+        counts_.triangles_after = surface_.triangles.size();
+        counts_.reached_target = counts_.triangles_after <= options_.target_triangles;
+        for (unsigned char p : pinned_) counts_.pinned_vertices += p != 0;
+        return counts_;
+    }
+
+private:
+    void build_cache()
+    {
+        // The callback runs on several threads at once: collect, then mark.
+        oneapi::tbb::concurrent_vector<std::array<std::size_t, 3>> reported;
+        cache_.emplace(surface_, [&reported](std::size_t t, std::size_t e, bool is_boundary) {
+            reported.push_back({t, e, is_boundary ? 1u : 0u});
+        });
+        for (const auto& [t, e, boundary] : reported) {
+            ++(boundary ? counts_.boundary_edges : counts_.non_manifold_edges);
+            pinned_[surface_.triangles[t][e]] = 1;
+            pinned_[surface_.triangles[t][next_corner[e]]] = 1;
+        }
+    }
+
+    void build_quadrics()
+    {
+        const auto& tris = surface_.triangles;
+        std::vector<quadric> planes(tris.size());
+        oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, tris.size(), 1),
+                                  [&](const oneapi::tbb::blocked_range<std::size_t>& r) {
+                                      for (std::size_t t = r.begin(); t != r.end(); ++t) planes[t] = plane_of(t);
+                                  });
+        quadrics_.assign(surface_.vertices.size(), quadric{});
+        for (std::size_t t = 0; t < tris.size(); ++t)
+            for (std::size_t v : tris[t]) quadrics_[v] += planes[t];
+        version_.assign(surface_.vertices.size(), 0);
+        alive_.assign(surface_.vertices.size(), 1);
+    }
+
+    quadric plane_of(std::size_t t) const
+    {
+        const auto& tri = surface_.triangles[t];
+        const point3& p0 = surface_.vertices[tri[0]];
+        const point3 n = cross(sub(surface_.vertices[tri[1]], p0), sub(surface_.vertices[tri[2]], p0));
+        const double length = norm(n);
+        if (!(length > 0) || !std::isfinite(length)) return {};
+        const point3 unit{n.x / length, n.y / length, n.z / length};
+        return quadric::of_plane(unit, -dot(unit, p0), 0.5 * length);
+    }
+
+    /// How edge (a, b) would be collapsed, or nothing when it may not be.
+    std::optional<plan> plan_for(std::size_t a, std::size_t b) const
+    {
+        if (pinned_[a] && pinned_[b]) return std::nullopt;
+        quadric q = quadrics_[a];
+        q += quadrics_[b];
+        const point3& pa = surface_.vertices[a];
+        const point3& pb = surface_.vertices[b];
+        if (pinned_[a]) return plan{std::max(0.0, q.error(pa)), a, b, pa};
+        if (pinned_[b]) return plan{std::max(0.0, q.error(pb)), b, a, pb};
+
+        const point3 mid{(pa.x + pb.x) / 2.0, (pa.y + pb.y) / 2.0, (pa.z + pb.z) / 2.0};
+        // Trust the optimum only near the edge: far off it lies along a
+        // nearly flat direction of the quadric.
+        if (const auto best = q.minimiser(); best && norm(sub(*best, mid)) <= norm(sub(pa, pb)))
+            return plan{std::max(0.0, q.error(*best)), a, b, *best};
+        plan p{std::max(0.0, q.error(pa)), a, b, pa};
+        for (const point3& c : {pb, mid})
+            if (const double e = std::max(0.0, q.error(c)); e < p.cost) p = {e, a, b, c};
+        return p;
+    }
+
+    void build_queue()
+    {
+        std::vector<std::array<std::size_t, 2>> edges;
+        edges.reserve(3 * surface_.triangles.size() / 2 + 3);
+        for (const auto& t : surface_.triangles)
+            for (int e = 0; e < 3; ++e) {
+                const std::size_t a = t[e], b = t[next_corner[e]];
+                if (a < b) edges.push_back({a, b});
+            }
+        std::vector<candidate> queued(edges.size());
+        oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, edges.size(), 1),
+                                  [&](const oneapi::tbb::blocked_range<std::size_t>& r) {
+                                      for (std::size_t i = r.begin(); i != r.end(); ++i) {
+                                          const auto [a, b] = edges[i];
+                                          const auto p = plan_for(a, b);
+                                          queued[i] = {p ? p->cost : -1.0, a, b, 0, 0};
+                                      }
+                                  });
+        std::erase_if(queued, [](const candidate& c) { return c.cost < 0; });
+        queue_ = decltype(queue_)(std::greater<candidate>(), std::move(queued));
+    }
+
+    bool is_dead(std::size_t t) const { return surface_.triangles[t][0] == dead; }
+
+    std::vector<std::size_t> live_triangles_of(std::size_t v)
+    {
+        std::vector<std::size_t> out;
+        cache_->append_vertex_triangles(v, out);
+        std::erase_if(out, [this](std::size_t t) { return is_dead(t); });
+        std::sort(out.begin(), out.end());
+        out.erase(std::unique(out.begin(), out.end()), out.end());
+        return out;
+    }
+
+    /// The vertices other than `v` of the triangles in `around`, ascending.
+    std::vector<std::size_t> ring(std::size_t v, const std::vector<std::size_t>& around) const
+    {
+        std::vector<std::size_t> out;
+        for (std::size_t t : around)
+            for (std::size_t w : surface_.triangles[t])
+                if (w != v) out.push_back(w);
+        std::sort(out.begin(), out.end());
+        out.erase(std::unique(out.begin(), out.end()), out.end());
+        return out;
+    }
+
+    bool has_both(std::size_t t, std::size_t a, std::size_t b) const
+    {
+        const auto& tri = surface_.triangles[t];
+        return std::find(tri.begin(), tri.end(), a) != tri.end() && std::find(tri.begin(), tri.end(), b) != tri.end();
+    }
+
+    /// The link condition: the rings of a and b meet exactly in the apexes of
+    /// the two triangles on the edge, and each apex keeps at least three triangles.
+    bool link_allows(std::size_t a, std::size_t b, const std::vector<std::size_t>& around_a,
+                     const std::vector<std::size_t>& around_b, const std::vector<std::size_t>& shared)
+    {
+        if (shared.size() != 2) return false;
+        std::vector<std::size_t> apexes;
+        for (std::size_t t : shared)
+            for (std::size_t w : surface_.triangles[t])
+                if (w != a && w != b) apexes.push_back(w);
+        std::sort(apexes.begin(), apexes.end());
+        if (apexes.size() != 2 || apexes[0] == apexes[1]) return false;
+        const auto ring_a = ring(a, around_a);
+        const auto ring_b = ring(b, around_b);
+        std::vector<std::size_t> common;
+        std::set_intersection(ring_a.begin(), ring_a.end(), ring_b.begin(), ring_b.end(), std::back_inserter(common));
+        std::erase_if(common, [&](std::size_t w) { return w == a || w == b; });
+        if (common != apexes) return false;
+        for (std::size_t apex : apexes)
+            if (live_triangles_of(apex).size() <= 3) return false;
+        return true;
+    }
+
+    /// No triangle that stays may turn its normal by more than the limit.
+    bool normals_allow(const plan& p, const std::vector<std::size_t>& around) const
+    {
+        for (std::size_t t : around) {
+            if (has_both(t, p.kept, p.removed)) continue;
+            const auto& tri = surface_.triangles[t];
+            std::array<point3, 3> before, after;
+            for (int c = 0; c < 3; ++c) {
+                before[c] = surface_.vertices[tri[c]];
+                after[c] = (tri[c] == p.kept || tri[c] == p.removed) ? p.position : before[c];
+            }
+            const point3 n0 = cross(sub(before[1], before[0]), sub(before[2], before[0]));
+            const point3 n1 = cross(sub(after[1], after[0]), sub(after[2], after[0]));
+            const double l0 = norm(n0), l1 = norm(n1);
+            if (!(l1 > 0)) return false;
+            if (!(l0 > 0)) continue;
+            if (!(dot(n0, n1) >= min_turn_cos_ * l0 * l1)) return false;
+        }
+        return true;
+    }
+
+    /// The triangle and edge index in which `kept` runs to `removed`.
+    std::optional<neighbourhood_cache::triangle_edge> directed_edge(std::size_t kept, std::size_t removed,
+                                                                     const std::vector<std::size_t>& shared) const
+    {
+        for (std::size_t t : shared)
+            for (std::uint32_t k = 0; k < 3; ++k)
+                if (surface_.triangles[t][k] == kept && surface_.triangles[t][next_corner[k]] == removed)
+                    return neighbourhood_cache::triangle_edge{t, k << 1};
+        return std::nullopt;
+    }
+
+    void push_edges_of(std::size_t v)
+    {
+        for (std::size_t w : ring(v, live_triangles_of(v))) {
+            const auto p = plan_for(v, w);
+            if (p) queue_.push({p->cost, v, w, version_[v], version_[w]});
+        }
+    }
+
+    void collapse()
+    {
+        progress_bar bar(clock_.terminal(), "collapsing edges", live_ - std::min(live_, options_.target_triangles));
+        const std::size_t start = live_;
+        while (live_ > options_.target_triangles && !queue_.empty()) {
+            const candidate c = queue_.top();
+            queue_.pop();
+            if (!alive_[c.a] || !alive_[c.b] || version_[c.a] != c.version_a || version_[c.b] != c.version_b) continue;
+            auto p = plan_for(c.a, c.b);
+            if (!p) continue;
+
+            const auto around_a = live_triangles_of(c.a);
+            const auto around_b = live_triangles_of(c.b);
+            std::vector<std::size_t> shared;
+            for (std::size_t t : around_a)
+                if (has_both(t, c.a, c.b)) shared.push_back(t);
+            if (!link_allows(c.a, c.b, around_a, around_b, shared)) {
+                ++counts_.refused_by_link;
+                continue;
+            }
+            std::vector<std::size_t> around = around_a;
+            around.insert(around.end(), around_b.begin(), around_b.end());
+            if (!normals_allow(*p, around)) {
+                ++counts_.refused_by_normal;
+                continue;
+            }
+            auto edge = directed_edge(p->kept, p->removed, shared);
+            if (!edge && !pinned_[p->kept]) {  // only the other direction is stored: let the other end survive
+                std::swap(p->kept, p->removed);
+                edge = directed_edge(p->kept, p->removed, shared);
+            }
+            if (!edge) continue;
+
+            const std::size_t kept = cache_->collapse_edge(*edge);
+            const std::size_t removed = kept == p->kept ? p->removed : p->kept;
+            surface_.vertices[kept] = p->position;
+            quadrics_[kept] += quadrics_[removed];
+            alive_[removed] = 0;
+            ++version_[kept];
+            pinned_[kept] = pinned_[kept] | pinned_[removed];
+            std::sort(around.begin(), around.end());
+            around.erase(std::unique(around.begin(), around.end()), around.end());
+            for (std::size_t t : around) live_ -= is_dead(t);
+            ++counts_.collapses;
+            counts_.largest_error = std::max(counts_.largest_error, p->cost);
+            push_edges_of(kept);
+            bar.update(start - live_);
+        }
+    }
+
+    triangle_surface& surface_;
+    const simplify_options& options_;
+    std::vector<unsigned char> pinned_;
+    stage_clock& clock_;
+    double min_turn_cos_ = 0.0;
+    std::optional<neighbourhood_cache> cache_;
+    std::vector<quadric> quadrics_;
+    std::vector<std::uint32_t> version_;
+    std::vector<unsigned char> alive_;
+    std::priority_queue<candidate, std::vector<candidate>, std::greater<candidate>> queue_;
+    std::size_t live_ = 0;
+    simplify_counts counts_;
+};
+
+}  // namespace
+
+simplify_counts collapse_by_quadrics(triangle_surface& surface, const simplify_options& options,
+                                     std::vector<unsigned char> pinned, stage_clock& clock)
+{
+    return simplifier(surface, options, std::move(pinned), clock).run();
+}
+
+}  // namespace Zelkov::Cli

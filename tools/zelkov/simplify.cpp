@@ -1,0 +1,115 @@
+// `simplify`: the typical job. Read, weld with `unique`, take the map and a
+// report, collapse edges by quadric error on the neighbourhood cache, compact,
+// drop free points, relax flat edges, and measure curvature on the result.
+
+#include <algorithm>
+#include <cmath>
+#include <sstream>
+
+#include <geometry/trimesh.h>
+
+#include "colour_map.h"
+#include "commands.h"
+#include "figures.h"
+#include "meshio.h"
+#include "quadric_simplify.h"
+
+namespace Zelkov::Cli {
+
+namespace {
+
+using namespace Zelkov::Geometry;
+
+std::size_t target_for(const simplify_cli_options& o, std::size_t triangles)
+{
+    if (o.target) return *o.target;
+    const double ratio = o.ratio.value_or(0.1);
+    return static_cast<std::size_t>(std::llround(ratio * static_cast<double>(triangles)));
+}
+
+/// Flips every edge whose two triangles are within `flat_degrees` of each
+/// other and fail the Delaunay test, once over the edges as they stand at the
+/// start. Creases are left alone, so the shape does not change.
+std::size_t relax_flat_edges(triangle_surface& s, vertex_to_triangles_map& map, double flat_degrees)
+{
+    std::vector<std::array<std::size_t, 2>> edges;
+    edges.reserve(3 * s.triangles.size() / 2);
+    for (const auto& t : s.triangles)
+        for (int e = 0; e < 3; ++e)
+            if (t[e] < t[(e + 1) % 3]) edges.push_back({t[e], t[(e + 1) % 3]});
+    std::size_t flips = 0;
+    for (const auto& edge : edges)
+        if (!is_sharp_edge(edge, s, map, flat_degrees, false)) flips += relax_edge(edge, s, map);
+    return flips;
+}
+
+}  // namespace
+
+value run_simplify(const common_options& options, const simplify_cli_options& o, stage_clock& clock)
+{
+    input_mesh in = load_input(options, clock);
+    triangle_surface& s = in.surface;
+    value report = value::new_object();
+    report.set("command", "simplify");
+    report.set("input", in.name);
+    report.set("before", surface_summary(s));
+
+    value weld = value::new_object();
+    const std::size_t v0 = s.vertices.size(), t0 = s.triangles.size();
+    clock.run("unique", [&] { unique(s, true); });
+    weld.set("vertices merged", v0 - s.vertices.size());
+    weld.set("triangles merged", t0 - s.triangles.size());
+    clock.run("remove degenerate triangles", [&] {
+        auto repeated = repeated_vertex_triangles(s);
+        weld.set("degenerate triangles removed", repeated.size());
+        remove_triangles(s, std::move(repeated));
+    });
+    report.set("weld", std::move(weld));
+
+    const auto map = clock.run("vertex-to-triangles map", [&] { return get_vertex_to_triangles_map(s); });
+    std::ostringstream investigation;
+    clock.run("investigate", [&] { investigate(s, map, investigation); });
+    report.set("investigation", investigation.str());
+    auto pinned = clock.run("pinch vertices", [&] { return pinch_vertices(s, map); });
+
+    simplify_options so;
+    so.target_triangles = target_for(o, s.triangles.size());
+    so.max_normal_turn_degrees = o.max_normal_turn_degrees;
+    const simplify_counts counts = collapse_by_quadrics(s, so, std::move(pinned), clock);
+
+    value c = value::new_object();
+    c.set("target triangles", so.target_triangles);
+    c.set("reached target", counts.reached_target);
+    c.set("collapses", counts.collapses);
+    c.set("triangles removed", counts.removed_triangles);
+    c.set("boundary edges kept", counts.boundary_edges);
+    c.set("non-manifold edges kept", counts.non_manifold_edges);
+    c.set("vertices held in place", counts.pinned_vertices);
+    c.set("refused by the link condition", counts.refused_by_link);
+    c.set("refused by the normal test", counts.refused_by_normal);
+    c.set("largest quadric error", counts.largest_error);
+    report.set("collapse", std::move(c));
+
+    clock.run("remove free points", [&] { remove_free_points(s); });
+    auto fresh = clock.run("vertex-to-triangles map", [&] { return get_vertex_to_triangles_map(s); });
+    const std::size_t flips = clock.run("relax edges", [&] { return relax_flat_edges(s, fresh, o.relax_flat_degrees); });
+    report.set("relaxed edges", flips);
+    const auto k = clock.run("curvature", [&] { return curvature(s, fresh); });
+    report.set("curvature", field_summary(k));
+
+    value after = surface_summary(s);
+    after.set("valid", is_valid(s));
+    after.set("closed and consistently oriented", is_manifold(s, fresh, true));
+    report.set("after", std::move(after));
+
+    if (!options.output.empty()) {
+        Zelkov::Meshio::ply_content content;
+        content.fields.push_back({"curvature", k});
+        content.colours = diverging_colours(k);
+        clock.run("write", [&] { Zelkov::Meshio::write_mesh_file(options.output, s, content, options.input); });
+        report.set("output", options.output);
+    }
+    return report;
+}
+
+}  // namespace Zelkov::Cli
