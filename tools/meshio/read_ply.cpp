@@ -170,6 +170,9 @@ public:
         return static_cast<std::int64_t>(value);
     }
 
+    /// The size of the whole file, a bound on how many items it can hold.
+    std::size_t file_size() const { return bytes_.size(); }
+
 private:
     const char* take(std::size_t n)
     {
@@ -197,7 +200,7 @@ void read_vertices(const element& e, value_reader& in, raw_mesh& mesh)
     for (const auto& p : e.properties)
         found += (p.name == "x") + (p.name == "y") + (p.name == "z");
     if (found != 3) throw format_error("PLY vertex element without exactly one x, y and z");
-    mesh.vertices.reserve(std::min<std::size_t>(e.count, 1u << 24));
+    mesh.vertices.reserve(std::min(e.count, in.file_size() / 3));
     for (std::size_t i = 0; i < e.count; ++i) {
         in.set_position(e.name, i, e.count);
         point3 v{};

@@ -1,0 +1,290 @@
+// The zelkov program end to end: its reports on the real defective meshes,
+// clean and simplify on real files, the feature file, and one clear line and a
+// distinct exit status for every kind of bad input.
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <sys/wait.h>
+
+#include <gtest/gtest.h>
+
+#include <geometry/trimesh.h>
+
+#include "cli.h"
+#include "commands.h"
+#include "meshio.h"
+#include "support/fixtures.h"
+#include "tools/surface_distance.h"
+
+namespace {
+
+using namespace Zelkov::Cli;
+using Zelkov::Geometry::triangle_surface;
+
+struct outcome {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+outcome run_cli(std::vector<std::string> args)
+{
+    args.insert(args.begin(), "zelkov");
+    std::vector<const char*> argv;
+    for (const auto& a : args) argv.push_back(a.c_str());
+    std::ostringstream out, err;
+    const int status = run(static_cast<int>(argv.size()), argv.data(), out, err, false);
+    return {status, out.str(), err.str()};
+}
+
+/// A scratch directory for output files, removed afterwards.
+struct scratch_dir {
+    std::filesystem::path path;
+    scratch_dir()
+    {
+        path = std::filesystem::temp_directory_path() /
+               ("zelkov_cli_" + std::to_string(std::random_device{}()) + "_" +
+                ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        std::filesystem::create_directories(path);
+    }
+    ~scratch_dir() { std::filesystem::remove_all(path); }
+    std::string file(const std::string& name) const { return (path / name).string(); }
+};
+
+std::uint64_t figure(const value& report, const std::string& section, const std::string& key)
+{
+    const value* s = report.find(section);
+    EXPECT_NE(s, nullptr) << section;
+    const value* v = s ? s->find(key) : nullptr;
+    EXPECT_NE(v, nullptr) << key;
+    return v ? v->as_unsigned() : ~0ull;
+}
+
+common_options input(const std::string& path, const std::string& output = {})
+{
+    common_options o;
+    o.input = path;
+    o.output = output;
+    return o;
+}
+
+TEST(InfoCommand, ReportsTheKnownDefectsOfRealMeshes)
+{
+    // file, boundary edges, non-manifold edges, duplicate positions, duplicate
+    // triangles, pinch vertices, components (as stored, before any welding).
+    const struct {
+        const char* name;
+        std::uint64_t boundary, non_manifold, dup_positions, dup_triangles, pinches, components;
+    } files[] = {{"teapot.obj", 1036, 0, 403, 0, 38, 4},       {"beetle.obj", 296, 47, 0, 0, 0, 2},
+                 {"dragon_res4.ply", 0, 803, 0, 502, 7, 1},    {"suzanne.obj", 42, 1, 2, 1, 0, 3},
+                 {"two_cubes_edge.stl", 72, 0, 58, 0, 0, 24},  {"joined_tets.obj", 0, 3, 0, 1, 0, 1},
+                 {"bowtie_eight2d.ply", 20, 0, 0, 0, 1, 1},    {"cow_pinched.obj", 0, 0, 0, 0, 1, 1},
+                 {"moebius.ply", 80, 0, 0, 0, 0, 1},           {"capsule_degenerate.obj", 302, 0, 250, 0, 0, 1}};
+    for (const auto& f : files) {
+        ZELKOV_SHARED_MESH(path, f.name);
+        stage_clock clock(nullptr);
+        const value r = run_info(input(path), clock);
+        SCOPED_TRACE(f.name);
+        EXPECT_EQ(figure(r, "topology", "boundary edges"), f.boundary);
+        EXPECT_EQ(figure(r, "topology", "non-manifold edges"), f.non_manifold);
+        EXPECT_EQ(figure(r, "defects", "duplicate positions"), f.dup_positions);
+        EXPECT_EQ(figure(r, "defects", "duplicate triangles"), f.dup_triangles);
+        EXPECT_EQ(r.find("topology")->find("vertex classes")->find("pinch (fans touching at a vertex)")->as_unsigned(),
+                  f.pinches);
+        EXPECT_EQ(figure(r, "topology", "connected components"), f.components);
+    }
+    ZELKOV_SHARED_MESH(capsule, "capsule_degenerate.obj");
+    stage_clock clock(nullptr);
+    EXPECT_EQ(figure(run_info(input(capsule), clock), "defects", "zero-area triangles"), 200u);
+}
+
+TEST(InfoCommand, CleanClosedMeshAndTheTextAndJsonForms)
+{
+    ZELKOV_SHARED_MESH(path, "fixed_top_genus7.ply");
+    stage_clock clock(nullptr);
+    const value r = run_info(input(path), clock);
+    EXPECT_TRUE(r.find("topology")->find("closed and consistently oriented")->as_bool());
+    EXPECT_EQ(figure(r, "investigation", "Boundary edges"), 0u);
+    EXPECT_EQ(figure(r, "investigation", "Manifold edges (ignoring orientation)"), 3u * 4772);
+    EXPECT_GT(r.find("measures")->find("signed volume")->as_double(), 0.0);
+
+    const outcome text = run_cli({"info", path});
+    EXPECT_EQ(text.status, 0);
+    EXPECT_NE(text.out.find("    Non-manifold edges: 0\n"), std::string::npos) << text.out;
+    EXPECT_NE(text.out.find("timings (ms):"), std::string::npos);
+    const outcome json = run_cli({"info", path, "--json"});
+    EXPECT_EQ(json.status, 0);
+    EXPECT_EQ(json.out.substr(0, 2), "{\n");
+    EXPECT_NE(json.out.find("\"boundary edges\": 0,"), std::string::npos);
+    EXPECT_TRUE(json.err.empty());
+}
+
+TEST(CleanCommand, WeldsSoupsIntoClosedSurfaces)
+{
+    // file, vertices after welding
+    const std::pair<const char*, std::uint64_t> files[] = {
+        {"thingi243015_genus32.stl", 1806}, {"teapot_soup.stl", 480}, {"two_cubes_edge.stl", 14}};
+    for (const auto& [name, welded] : files) {
+        ZELKOV_SHARED_MESH(path, name);
+        scratch_dir dir;
+        stage_clock clock(nullptr);
+        const value r = run_clean(input(path, dir.file("clean.ply")), {}, clock);
+        EXPECT_EQ(figure(r, "after", "vertices"), welded) << name;
+        const triangle_surface s = Zelkov::Meshio::read_mesh_file(dir.file("clean.ply"));
+        EXPECT_EQ(s.vertices.size(), welded);
+    }
+    ZELKOV_SHARED_MESH(thingi, "thingi243015_genus32.stl");
+    scratch_dir dir;
+    run_cli({"clean", thingi, "-o", dir.file("t.obj")});
+    stage_clock clock(nullptr);
+    const value r = run_info(input(dir.file("t.obj")), clock);
+    EXPECT_TRUE(r.find("topology")->find("closed and consistently oriented")->as_bool());
+}
+
+TEST(CleanCommand, DropsFreePointsAndDuplicateTriangles)
+{
+    ZELKOV_SHARED_MESH(bunny, "bunny.obj");
+    stage_clock clock(nullptr);
+    const value r = run_clean(input(bunny), {}, clock);
+    EXPECT_EQ(figure(r, "clean-up", "free vertices removed"), 1113u);
+
+    ZELKOV_SHARED_MESH(dragon, "dragon_res4.ply");
+    clean_options either_way;
+    either_way.consider_orientation = false;
+    const value d = run_clean(input(dragon), either_way, clock);
+    EXPECT_EQ(figure(d, "clean-up", "triangles merged"), 502u);
+    EXPECT_EQ(figure(d, "clean-up", "free vertices removed"), 2u);
+}
+
+/// Simplifies a real file through the command and checks the output file.
+void expect_good_simplification(const std::string& path, double ratio, bool closed)
+{
+    scratch_dir dir;
+    simplify_cli_options o;
+    o.ratio = ratio;
+    stage_clock clock(nullptr);
+    const value r = run_simplify(input(path, dir.file("out.ply")), o, clock);
+    const std::uint64_t target = figure(r, "collapse", "target triangles");
+    const std::uint64_t reached = figure(r, "after", "triangles");
+    EXPECT_TRUE(r.find("collapse")->find("reached target")->as_bool());
+    EXPECT_LE(reached, target);
+    EXPECT_GE(reached + 4, target);
+    EXPECT_TRUE(r.find("after")->find("valid")->as_bool());
+    EXPECT_EQ(r.find("after")->find("closed and consistently oriented")->as_bool(), closed);
+
+    const triangle_surface in = Zelkov::Meshio::read_mesh_file(path);
+    const triangle_surface out = Zelkov::Meshio::read_mesh_file(dir.file("out.ply"));
+    EXPECT_EQ(out.triangles.size(), reached);
+    const double diagonal = Zelkov::Testing::box_diagonal(in);
+    EXPECT_LT(Zelkov::Testing::sampled_hausdorff(in, out), 0.01 * diagonal);
+}
+
+TEST(SimplifyCommand, ClosedMeshesReachTheirTarget)
+{
+    ZELKOV_SHARED_MESH(fandisk, "fandisk.obj");
+    expect_good_simplification(fandisk, 0.1, true);
+    ZELKOV_SHARED_MESH(knot, "knot.ply");
+    expect_good_simplification(knot, 0.2, true);
+}
+
+TEST(SimplifyCommand, OpenMeshKeepsItsBoundary)
+{
+    ZELKOV_SHARED_MESH(bunny, "bunny.obj");
+    expect_good_simplification(bunny, 0.1, false);
+    scratch_dir dir;
+    ASSERT_EQ(run_cli({"simplify", bunny, "--target", "5000", "-o", dir.file("b.obj")}).status, 0);
+    stage_clock clock(nullptr);
+    const value r = run_info(input(dir.file("b.obj")), clock);
+    EXPECT_EQ(figure(r, "topology", "boundary edges"), 223u);
+    EXPECT_EQ(figure(r, "topology", "non-manifold edges"), 0u);
+}
+
+TEST(SimplifyCommand, DefaultMeshWhenNoInputIsGiven)
+{
+    const outcome o = run_cli({"simplify", "--default-mesh-triangles", "20000", "--ratio", "0.05", "--json"});
+    EXPECT_EQ(o.status, 0) << o.err;
+    EXPECT_NE(o.out.find("built-in default mesh"), std::string::npos);
+    EXPECT_NE(o.out.find("\"reached target\": true"), std::string::npos);
+    EXPECT_NE(o.out.find("\"collapses\": "), std::string::npos);
+}
+
+TEST(FeaturesCommand, WritesAColouredPlyWithTheFields)
+{
+    ZELKOV_SHARED_MESH(fandisk, "fandisk.obj");
+    scratch_dir dir;
+    features_options o;
+    stage_clock clock(nullptr);
+    const value r = run_features(input(fandisk, dir.file("f.ply")), o, clock);
+    EXPECT_GT(figure(r, "sharp edges", "sharp edges"), 100u);
+    EXPECT_EQ(figure(r, "curvature", "values"), 6475u);
+    std::ifstream file(dir.file("f.ply"), std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    for (const char* property : {"property double sharp\n", "property double roughness\n",
+                                 "property double curvature\n", "property double curvature_smoothed\n",
+                                 "property uchar red\n"})
+        EXPECT_NE(bytes.find(property), std::string::npos) << property;
+    EXPECT_EQ(Zelkov::Meshio::read_mesh_file(dir.file("f.ply")).triangles.size(), 12946u);
+}
+
+TEST(CommandErrors, OneLineAndADistinctStatusForEachKind)
+{
+    scratch_dir dir;
+    const std::string missing = dir.file("missing.obj");
+    outcome o = run_cli({"info", missing});
+    EXPECT_EQ(o.status, exit_bad_input);
+    EXPECT_EQ(o.err, "zelkov: error: " + missing + ": no such file\n");
+    EXPECT_TRUE(o.out.empty());
+
+    std::ofstream(dir.file("cut.ply"), std::ios::binary) << Zelkov::Meshio::ply_bytes(Zelkov::Meshgen::box()).substr(0, 300);
+    o = run_cli({"simplify", dir.file("cut.ply")});
+    EXPECT_EQ(o.status, exit_bad_input);
+    EXPECT_NE(o.err.find("cut.ply: truncated: file ends in element"), std::string::npos) << o.err;
+
+    std::ofstream(dir.file("bad.off")) << "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n";
+    o = run_cli({"clean", dir.file("bad.off")});
+    EXPECT_EQ(o.err, "zelkov: error: " + dir.file("bad.off") + ": index out of range at triangle 0 (the file has 3 vertices)\n");
+
+    std::ofstream(dir.file("noise.stl"), std::ios::binary) << std::string(1000, '\x7f');
+    EXPECT_EQ(run_cli({"features", dir.file("noise.stl")}).status, exit_bad_input);
+
+    EXPECT_EQ(run_cli({"info", "--no-such-option"}).status, exit_usage);
+    EXPECT_EQ(run_cli({}).status, exit_usage);
+    EXPECT_EQ(run_cli({"simplify", "--ratio", "2"}).status, exit_usage);
+    EXPECT_EQ(run_cli({"simplify", "--ratio", "0.5", "--target", "3"}).status, exit_usage);
+    EXPECT_EQ(run_cli({"--help"}).status, exit_ok);
+}
+
+TEST(CommandErrors, TheInputFileIsNeverOverwritten)
+{
+    scratch_dir dir;
+    const std::string path = dir.file("box.ply");
+    const std::string bytes = Zelkov::Meshio::ply_bytes(Zelkov::Meshgen::box());
+    std::ofstream(path, std::ios::binary) << bytes;
+    for (const char* command : {"clean", "simplify", "features"}) {
+        const outcome o = run_cli({command, path, "-o", path});
+        EXPECT_EQ(o.status, exit_output_failed) << command;
+        EXPECT_NE(o.err.find("refusing to overwrite the input file"), std::string::npos);
+    }
+    EXPECT_EQ(run_cli({"clean", path, "-o", dir.file("box.txt")}).status, exit_output_failed);
+    std::ifstream in(path, std::ios::binary);
+    EXPECT_EQ(std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>()), bytes);
+}
+
+TEST(CommandErrors, TheInstalledProgramExitsWithTheStatus)
+{
+    scratch_dir dir;
+    const std::string err = dir.file("err.txt");
+    const std::string command = std::string(ZELKOV_PROGRAM) + " info " + dir.file("none.stl") + " 2>" + err;
+    const int status = std::system(command.c_str());
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), exit_bad_input);
+    std::ifstream in(err);
+    std::string line, rest;
+    std::getline(in, line);
+    EXPECT_EQ(line, "zelkov: error: " + dir.file("none.stl") + ": no such file");
+    EXPECT_FALSE(std::getline(in, rest));
+}
+
+}  // namespace
