@@ -174,8 +174,6 @@ public:
 
     [[noreturn]] void truncated() const { throw format_error("truncated: " + ends_where_); }
 
-    void set_context(std::string ends_where) { ends_where_ = std::move(ends_where); }
-
 private:
     line_scanner lines_;
     std::string ends_where_;

@@ -122,18 +122,19 @@ public:
     {
     }
 
+    /// Where reading stands, for the message if the file ends there.
     void set_position(const std::string& element_name, std::size_t item, std::size_t count)
     {
-        where_ = "file ends in element '" + element_name + "' (item " + std::to_string(item + 1) + " of " +
-                 std::to_string(count) + ")";
-        tokens_.set_context(where_);
+        element_ = &element_name;
+        item_ = item;
+        count_ = count;
     }
 
     double real(scalar type)
     {
         if (format_ == encoding::ascii) {
             const std::string_view t = tokens_.next();
-            if (t.empty()) tokens_.truncated();
+            if (t.empty()) truncated();
             double value = 0;
             if (!parse_double(t, value)) tokens_.fail("malformed value '" + std::string(t) + "'");
             return value;
@@ -159,7 +160,7 @@ public:
     {
         if (format_ == encoding::ascii && is_integral(type)) {
             const std::string_view t = tokens_.next();
-            if (t.empty()) tokens_.truncated();
+            if (t.empty()) truncated();
             std::int64_t value = 0;
             if (!parse_integer(t, value)) tokens_.fail("malformed integer '" + std::string(t) + "'");
             return value;
@@ -176,17 +177,25 @@ public:
 private:
     const char* take(std::size_t n)
     {
-        if (bytes_.size() - cursor_ < n) throw format_error("truncated: " + where_);
+        if (bytes_.size() - cursor_ < n) truncated();
         const char* p = bytes_.data() + cursor_;
         cursor_ += n;
         return p;
+    }
+
+    [[noreturn]] void truncated() const
+    {
+        throw format_error("truncated: file ends in element '" + (element_ ? *element_ : std::string()) + "' (item " +
+                           std::to_string(item_ + 1) + " of " + std::to_string(count_) + ")");
     }
 
     std::string_view bytes_;
     std::size_t cursor_;
     encoding format_;
     token_stream tokens_;
-    std::string where_;
+    const std::string* element_ = nullptr;
+    std::size_t item_ = 0;
+    std::size_t count_ = 0;
 };
 
 bool is_face_list(const property& p)
