@@ -34,7 +34,9 @@ triangle_surface awkward_surface()
 triangle_surface float_surface()
 {
     triangle_surface s = awkward_surface();
-    for (auto& p : s.vertices) p = {double(float(p.x / 1e290 + 0.1)), double(float(p.y + 0.5)), double(float(p.z * 1e-3))};
+    const float values[5][3] = {{0.1f, -0.0f, 1e-30f}, {1.0f / 3.0f, 2.5f, -7.25f}, {1e10f, 1e-45f, 0.3f},
+                                {-2.5f, 0.7f, 123456789.0f}, {4.0f, 4.0f, 4.0f}};
+    for (std::size_t i = 0; i < 5; ++i) s.vertices[i] = {values[i][0], values[i][1], values[i][2]};
     return s;
 }
 

@@ -49,6 +49,7 @@ struct simplify_counts {
 ///
 /// \pre `surface` has no triangle that repeats a vertex; `pinned` is empty or
 /// has one entry per vertex.
+/// \throws std::length_error for more than 2^32 - 1 vertices.
 simplify_counts collapse_by_quadrics(Zelkov::Geometry::triangle_surface& surface, const simplify_options& options,
                                      std::vector<unsigned char> pinned, stage_clock& clock);
 
