@@ -34,27 +34,6 @@ void turn_with_first_neighbour(std::size_t t, std::size_t corner, std::size_t u,
     map[d].insert(t);
 }
 
-/// A further triangle w on the side (b, c) is halved at a: w keeps b, its c
-/// half is appended. \pre capacity for the append.
-void halve_at_apex(std::size_t w, std::size_t a, std::size_t b, std::size_t c, triangle_surface& surface,
-                   vertex_to_triangles_map& map)
-{
-    auto& halved = surface.triangles[w];
-    const auto corners = detail::edge_corners(halved, b, c);
-    auto piece = halved;
-    halved[corners.c1] = a;
-    piece[corners.c0] = a;
-    const std::size_t nt = surface.triangles.size();
-    surface.triangles.push_back(piece);
-
-    const std::size_t x = halved[corners.c2];
-    if (c != b && c != a && c != x) map[c].erase(w);
-    map[c].insert(nt);
-    map[a].insert(w);
-    map[a].insert(nt);
-    map[x].insert(nt);
-}
-
 }  // namespace
 
 bool collapse_triangle(std::size_t triangle, std::size_t corner, triangle_surface& surface,
@@ -70,7 +49,10 @@ bool collapse_triangle(std::size_t triangle, std::size_t corner, triangle_surfac
 
     side.erase(std::find(side.begin(), side.end(), triangle));
     turn_with_first_neighbour(triangle, corner, side.front(), surface, map);
-    for (std::size_t i = 1; i < side.size(); ++i) halve_at_apex(side[i], a, b, c, surface, map);
+    // Every further triangle is halved at a as an edge split of (b, c) would:
+    // it keeps b at its index and its c half is appended.
+    for (std::size_t i = 1; i < side.size(); ++i)
+        detail::split_incident_triangle({b, c}, side[i], a, surface, map, nullptr);
     return true;
 }
 

@@ -80,6 +80,13 @@ TEST(FlipEdge, RepeatedVerticesKeepTheMapExact)
     EXPECT_EQ(twins.triangles, (std::vector<tri>{{2, 1, 2}, {2, 2, 0}}));
     EXPECT_EQ(entries(map), (std::vector<ids>{{1}, {0}, {0, 1}}));
 
+    // The lower triangle repeats e0 (c = e0): it still names e0 after the flip.
+    auto repeat = on_line(3, {{0, 1, 0}, {1, 0, 2}});
+    auto rmap = get_vertex_to_triangles_map(repeat);
+    EXPECT_TRUE(flip_edge({0, 1}, repeat, rmap));
+    EXPECT_EQ(repeat.triangles, (std::vector<tri>{{2, 1, 0}, {0, 0, 2}}));
+    EXPECT_EQ(entries(rmap), (std::vector<ids>{{0, 1}, {0}, {0, 1}}));
+
     // A degenerate edge with exactly two triangles flips like any other.
     auto degenerate = on_line(3, {{0, 0, 1}, {0, 0, 2}});
     auto dmap = get_vertex_to_triangles_map(degenerate);
