@@ -218,26 +218,25 @@ private:
 
     bool is_dead(std::size_t t) const { return surface_.triangles[t][0] == dead; }
 
-    std::vector<std::size_t> live_triangles_of(std::size_t v)
+    /// The live triangles around `v`, ascending, into `out`.
+    void live_triangles_of(std::size_t v, std::vector<std::size_t>& out)
     {
-        std::vector<std::size_t> out;
+        out.clear();
         cache_->append_vertex_triangles(v, out);
         std::erase_if(out, [this](std::size_t t) { return is_dead(t); });
         std::sort(out.begin(), out.end());
         out.erase(std::unique(out.begin(), out.end()), out.end());
-        return out;
     }
 
-    /// The vertices other than `v` of the triangles in `around`, ascending.
-    std::vector<std::size_t> ring(std::size_t v, const std::vector<std::size_t>& around) const
+    /// The vertices other than `v` of the triangles in `around`, ascending, into `out`.
+    void ring(std::size_t v, const std::vector<std::size_t>& around, std::vector<std::size_t>& out) const
     {
-        std::vector<std::size_t> out;
+        out.clear();
         for (std::size_t t : around)
             for (std::size_t w : surface_.triangles[t])
                 if (w != v) out.push_back(w);
         std::sort(out.begin(), out.end());
         out.erase(std::unique(out.begin(), out.end()), out.end());
-        return out;
     }
 
     bool has_both(std::size_t t, std::size_t a, std::size_t b) const
@@ -248,53 +247,55 @@ private:
 
     /// The link condition: the rings of a and b meet exactly in the apexes of
     /// the two triangles on the edge, and each apex keeps at least three triangles.
-    bool link_allows(std::size_t a, std::size_t b, const std::vector<std::size_t>& around_a,
-                     const std::vector<std::size_t>& around_b, const std::vector<std::size_t>& shared)
+    bool link_allows(std::size_t a, std::size_t b)
     {
-        if (shared.size() != 2) return false;
-        std::vector<std::size_t> apexes;
-        for (std::size_t t : shared)
+        if (shared_.size() != 2) return false;
+        std::array<std::size_t, 2> apexes{};
+        std::size_t found = 0;
+        for (std::size_t t : shared_)
             for (std::size_t w : surface_.triangles[t])
-                if (w != a && w != b) apexes.push_back(w);
-        std::sort(apexes.begin(), apexes.end());
-        if (apexes.size() != 2 || apexes[0] == apexes[1]) return false;
-        const auto ring_a = ring(a, around_a);
-        const auto ring_b = ring(b, around_b);
-        std::vector<std::size_t> common;
-        std::set_intersection(ring_a.begin(), ring_a.end(), ring_b.begin(), ring_b.end(), std::back_inserter(common));
-        std::erase_if(common, [&](std::size_t w) { return w == a || w == b; });
-        if (common != apexes) return false;
-        for (std::size_t apex : apexes)
-            if (live_triangles_of(apex).size() <= 3) return false;
-        return true;
-    }
-
-    /// No triangle that stays may turn its normal by more than the limit.
-    bool normals_allow(const plan& p, const std::vector<std::size_t>& around) const
-    {
-        for (std::size_t t : around) {
-            if (has_both(t, p.kept, p.removed)) continue;
-            const auto& tri = surface_.triangles[t];
-            std::array<point3, 3> before, after;
-            for (int c = 0; c < 3; ++c) {
-                before[c] = surface_.vertices[tri[c]];
-                after[c] = (tri[c] == p.kept || tri[c] == p.removed) ? p.position : before[c];
-            }
-            const point3 n0 = cross(sub(before[1], before[0]), sub(before[2], before[0]));
-            const point3 n1 = cross(sub(after[1], after[0]), sub(after[2], after[0]));
-            const double l0 = norm(n0), l1 = norm(n1);
-            if (!(l1 > 0)) return false;
-            if (!(l0 > 0)) continue;
-            if (!(dot(n0, n1) >= min_turn_cos_ * l0 * l1)) return false;
+                if (w != a && w != b && found < 2) apexes[found++] = w;
+        if (found != 2 || apexes[0] == apexes[1]) return false;
+        if (apexes[1] < apexes[0]) std::swap(apexes[0], apexes[1]);
+        ring(a, around_a_, ring_a_);
+        ring(b, around_b_, ring_b_);
+        common_.clear();
+        std::set_intersection(ring_a_.begin(), ring_a_.end(), ring_b_.begin(), ring_b_.end(), std::back_inserter(common_));
+        std::erase_if(common_, [&](std::size_t w) { return w == a || w == b; });
+        if (common_.size() != 2 || common_[0] != apexes[0] || common_[1] != apexes[1]) return false;
+        for (std::size_t apex : apexes) {
+            live_triangles_of(apex, scratch_);
+            if (scratch_.size() <= 3) return false;
         }
         return true;
     }
 
-    /// The triangle and edge index in which `kept` runs to `removed`.
-    std::optional<neighbourhood_cache::triangle_edge> directed_edge(std::size_t kept, std::size_t removed,
-                                                                     const std::vector<std::size_t>& shared) const
+    /// No triangle that stays may turn its normal by more than the limit.
+    bool normals_allow(const plan& p) const
     {
-        for (std::size_t t : shared)
+        for (const auto* around : {&around_a_, &around_b_})
+            for (std::size_t t : *around) {
+                if (has_both(t, p.kept, p.removed)) continue;
+                const auto& tri = surface_.triangles[t];
+                std::array<point3, 3> before, after;
+                for (int c = 0; c < 3; ++c) {
+                    before[c] = surface_.vertices[tri[c]];
+                    after[c] = (tri[c] == p.kept || tri[c] == p.removed) ? p.position : before[c];
+                }
+                const point3 n0 = cross(sub(before[1], before[0]), sub(before[2], before[0]));
+                const point3 n1 = cross(sub(after[1], after[0]), sub(after[2], after[0]));
+                const double l0 = norm(n0), l1 = norm(n1);
+                if (!(l1 > 0)) return false;
+                if (!(l0 > 0)) continue;
+                if (!(dot(n0, n1) >= min_turn_cos_ * l0 * l1)) return false;
+            }
+        return true;
+    }
+
+    /// The triangle and edge index in which `kept` runs to `removed`.
+    std::optional<neighbourhood_cache::triangle_edge> directed_edge(std::size_t kept, std::size_t removed) const
+    {
+        for (std::size_t t : shared_)
             for (std::uint32_t k = 0; k < 3; ++k)
                 if (surface_.triangles[t][k] == kept && surface_.triangles[t][next_corner[k]] == removed)
                     return neighbourhood_cache::triangle_edge{t, k << 1};
@@ -303,12 +304,58 @@ private:
 
     void push_edges_of(std::size_t v)
     {
-        for (std::size_t w : ring(v, live_triangles_of(v))) {
+        live_triangles_of(v, scratch_);
+        ring(v, scratch_, ring_a_);
+        for (std::size_t w : ring_a_) {
             const auto p = plan_for(v, w);
             if (p)
                 queue_.push({p->cost, static_cast<std::uint32_t>(v), static_cast<std::uint32_t>(w), version_[v],
                              version_[w]});
         }
+    }
+
+    /// Collapses the edge of candidate `c` if every test allows it; returns
+    /// the number of triangles that died, or nothing when it was refused.
+    std::optional<std::size_t> try_collapse(const candidate& c)
+    {
+        auto p = plan_for(c.a, c.b);
+        if (!p) return std::nullopt;
+        live_triangles_of(c.a, around_a_);
+        live_triangles_of(c.b, around_b_);
+        shared_.clear();
+        for (std::size_t t : around_a_)
+            if (has_both(t, c.a, c.b)) shared_.push_back(t);
+        if (!link_allows(c.a, c.b)) {
+            ++counts_.refused_by_link;
+            return std::nullopt;
+        }
+        if (!normals_allow(*p)) {
+            ++counts_.refused_by_normal;
+            return std::nullopt;
+        }
+        auto edge = directed_edge(p->kept, p->removed);
+        if (!edge && !pinned_[p->kept]) {  // only the other direction is stored: let the other end survive
+            std::swap(p->kept, p->removed);
+            edge = directed_edge(p->kept, p->removed);
+        }
+        if (!edge) return std::nullopt;
+
+        const std::size_t kept = cache_->collapse_edge(*edge);
+        const std::size_t removed = kept == p->kept ? p->removed : p->kept;
+        surface_.vertices[kept] = p->position;
+        quadrics_[kept] += quadrics_[removed];
+        alive_[removed] = 0;
+        ++version_[kept];
+        pinned_[kept] = pinned_[kept] | pinned_[removed];
+        // The two stars have only the shared triangles in common.
+        std::size_t died = 0;
+        for (std::size_t t : around_a_) died += is_dead(t);
+        for (std::size_t t : around_b_)
+            died += is_dead(t) && std::find(shared_.begin(), shared_.end(), t) == shared_.end();
+        ++counts_.collapses;
+        counts_.largest_error = std::max(counts_.largest_error, p->cost);
+        push_edges_of(kept);
+        return died;
     }
 
     void collapse()
@@ -319,45 +366,10 @@ private:
             const candidate c = queue_.top();
             queue_.pop();
             if (!alive_[c.a] || !alive_[c.b] || version_[c.a] != c.version_a || version_[c.b] != c.version_b) continue;
-            auto p = plan_for(c.a, c.b);
-            if (!p) continue;
-
-            const auto around_a = live_triangles_of(c.a);
-            const auto around_b = live_triangles_of(c.b);
-            std::vector<std::size_t> shared;
-            for (std::size_t t : around_a)
-                if (has_both(t, c.a, c.b)) shared.push_back(t);
-            if (!link_allows(c.a, c.b, around_a, around_b, shared)) {
-                ++counts_.refused_by_link;
-                continue;
+            if (const auto died = try_collapse(c)) {
+                live_ -= *died;
+                bar.update(start - live_);
             }
-            std::vector<std::size_t> around = around_a;
-            around.insert(around.end(), around_b.begin(), around_b.end());
-            if (!normals_allow(*p, around)) {
-                ++counts_.refused_by_normal;
-                continue;
-            }
-            auto edge = directed_edge(p->kept, p->removed, shared);
-            if (!edge && !pinned_[p->kept]) {  // only the other direction is stored: let the other end survive
-                std::swap(p->kept, p->removed);
-                edge = directed_edge(p->kept, p->removed, shared);
-            }
-            if (!edge) continue;
-
-            const std::size_t kept = cache_->collapse_edge(*edge);
-            const std::size_t removed = kept == p->kept ? p->removed : p->kept;
-            surface_.vertices[kept] = p->position;
-            quadrics_[kept] += quadrics_[removed];
-            alive_[removed] = 0;
-            ++version_[kept];
-            pinned_[kept] = pinned_[kept] | pinned_[removed];
-            std::sort(around.begin(), around.end());
-            around.erase(std::unique(around.begin(), around.end()), around.end());
-            for (std::size_t t : around) live_ -= is_dead(t);
-            ++counts_.collapses;
-            counts_.largest_error = std::max(counts_.largest_error, p->cost);
-            push_edges_of(kept);
-            bar.update(start - live_);
         }
     }
 
@@ -374,6 +386,8 @@ private:
     boost::heap::d_ary_heap<candidate, boost::heap::arity<4>, boost::heap::compare<std::greater<candidate>>> queue_;
     std::size_t live_ = 0;
     simplify_counts counts_;
+    // Scratch lists of one collapse, kept to save allocations.
+    std::vector<std::size_t> around_a_, around_b_, shared_, ring_a_, ring_b_, common_, scratch_;
 };
 
 }  // namespace
