@@ -16,6 +16,7 @@
 #include "commands.h"
 #include "meshio.h"
 #include "support/fixtures.h"
+#include "tools/scratch_dir.h"
 #include "tools/surface_distance.h"
 
 namespace {
@@ -39,19 +40,7 @@ outcome run_cli(std::vector<std::string> args)
     return {status, out.str(), err.str()};
 }
 
-/// A scratch directory for output files, removed afterwards.
-struct scratch_dir {
-    std::filesystem::path path;
-    scratch_dir()
-    {
-        path = std::filesystem::temp_directory_path() /
-               ("zelkov_cli_" + std::to_string(std::random_device{}()) + "_" +
-                ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::create_directories(path);
-    }
-    ~scratch_dir() { std::filesystem::remove_all(path); }
-    std::string file(const std::string& name) const { return (path / name).string(); }
-};
+using Zelkov::Testing::scratch_dir;
 
 std::uint64_t figure(const value& report, const std::string& section, const std::string& key)
 {

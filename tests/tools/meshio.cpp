@@ -12,6 +12,7 @@
 
 #include "meshio.h"
 #include "support/fixtures.h"
+#include "tools/scratch_dir.h"
 
 namespace {
 
@@ -64,24 +65,7 @@ std::string read_failure(const std::string& bytes, mesh_format format)
     return "";
 }
 
-/// A file in a fresh scratch directory, removed with it.
-struct scratch_dir {
-    std::filesystem::path path;
-    scratch_dir()
-    {
-        path = std::filesystem::temp_directory_path() /
-               ("zelkov_meshio_" + std::to_string(std::random_device{}()) + "_" +
-                ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::create_directories(path);
-    }
-    ~scratch_dir() { std::filesystem::remove_all(path); }
-    std::string file(const std::string& name, const std::string& bytes = {}) const
-    {
-        const auto p = (path / name).string();
-        if (!bytes.empty()) std::ofstream(p, std::ios::binary) << bytes;
-        return p;
-    }
-};
+using Zelkov::Testing::scratch_dir;
 
 TEST(MeshRoundTrip, PlyInEveryEncodingKeepsDoublesToTheBit)
 {

@@ -17,17 +17,8 @@ value run_clean(const common_options& options, const clean_options& clean, stage
 {
     input_mesh in = load_input(options, clock);
     triangle_surface& s = in.surface;
-    value report = value::new_object();
-    report.set("command", "clean");
-    report.set("input", in.name);
-    report.set("before", surface_summary(s));
-
-    value done = value::new_object();
-    const std::size_t v0 = s.vertices.size(), t0 = s.triangles.size();
-    clock.run("unique", [&] { unique(s, clean.consider_orientation); });
-    done.set("orientation considered", clean.consider_orientation);
-    done.set("vertices merged", v0 - s.vertices.size());
-    done.set("triangles merged", t0 - s.triangles.size());
+    value report = begin_report("clean", in);
+    value done = weld(s, clean.consider_orientation, clock);
 
     std::size_t degenerate_removed = 0;
     if (clean.remove_degenerate) {

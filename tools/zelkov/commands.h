@@ -65,6 +65,14 @@ struct input_mesh {
 /// \throws Zelkov::Meshio::read_error.
 input_mesh load_input(const common_options& options, stage_clock& clock);
 
+/// A new report that names the command, its input and, under "before", the
+/// input's counts and box.
+value begin_report(const char* command, const input_mesh& in);
+
+/// Merges equal points, then equal triangles (`unique`), as the stage
+/// "unique"; returns how many of each were merged.
+value weld(Zelkov::Geometry::triangle_surface& surface, bool consider_orientation, stage_clock& clock);
+
 /// Counts and the bounding box of a surface, for the report.
 value surface_summary(const Zelkov::Geometry::triangle_surface& surface);
 

@@ -36,6 +36,26 @@ value surface_summary(const Zelkov::Geometry::triangle_surface& surface)
     return v;
 }
 
+value begin_report(const char* command, const input_mesh& in)
+{
+    value report = value::new_object();
+    report.set("command", command);
+    report.set("input", in.name);
+    report.set("before", surface_summary(in.surface));
+    return report;
+}
+
+value weld(Zelkov::Geometry::triangle_surface& surface, bool consider_orientation, stage_clock& clock)
+{
+    const std::size_t v0 = surface.vertices.size(), t0 = surface.triangles.size();
+    clock.run("unique", [&] { Zelkov::Geometry::unique(surface, consider_orientation); });
+    value merged = value::new_object();
+    merged.set("orientation considered", consider_orientation);
+    merged.set("vertices merged", v0 - surface.vertices.size());
+    merged.set("triangles merged", t0 - surface.triangles.size());
+    return merged;
+}
+
 value field_summary(const std::vector<double>& values, std::optional<double> skip_value)
 {
     std::vector<double> kept;

@@ -40,12 +40,8 @@ value run_features(const common_options& options, const features_options& o, sta
 {
     input_mesh in = load_input(options, clock);
     triangle_surface& s = in.surface;
-    value report = value::new_object();
-    report.set("command", "features");
-    report.set("input", in.name);
-    const std::size_t v0 = s.vertices.size();
-    clock.run("unique", [&] { unique(s, true); });
-    report.set("vertices merged", v0 - s.vertices.size());
+    value report = begin_report("features", in);
+    report.set("weld", weld(s, true, clock));
     report.set("surface", surface_summary(s));
 
     const auto sharp = clock.run("sharp edges", [&] { return read_sharp(is_sharp_edge(s, o.sharp_angle_degrees, false), s.vertices.size()); });

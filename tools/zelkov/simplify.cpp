@@ -49,22 +49,14 @@ value run_simplify(const common_options& options, const simplify_cli_options& o,
 {
     input_mesh in = load_input(options, clock);
     triangle_surface& s = in.surface;
-    value report = value::new_object();
-    report.set("command", "simplify");
-    report.set("input", in.name);
-    report.set("before", surface_summary(s));
-
-    value weld = value::new_object();
-    const std::size_t v0 = s.vertices.size(), t0 = s.triangles.size();
-    clock.run("unique", [&] { unique(s, true); });
-    weld.set("vertices merged", v0 - s.vertices.size());
-    weld.set("triangles merged", t0 - s.triangles.size());
+    value report = begin_report("simplify", in);
+    value welded = weld(s, true, clock);
     clock.run("remove degenerate triangles", [&] {
         auto repeated = repeated_vertex_triangles(s);
-        weld.set("degenerate triangles removed", repeated.size());
+        welded.set("degenerate triangles removed", repeated.size());
         remove_triangles(s, std::move(repeated));
     });
-    report.set("weld", std::move(weld));
+    report.set("weld", std::move(welded));
 
     const auto map = clock.run("vertex-to-triangles map", [&] { return get_vertex_to_triangles_map(s); });
     std::ostringstream investigation;
