@@ -44,7 +44,9 @@ value run_features(const common_options& options, const features_options& o, sta
     report.set("weld", weld(s, true, clock));
     report.set("surface", surface_summary(s));
 
-    const auto sharp = clock.run("sharp edges", [&] { return read_sharp(is_sharp_edge(s, o.sharp_angle_degrees, false), s.vertices.size()); });
+    const auto sharp = clock.run("sharp edges", [&] {
+        return read_sharp(is_sharp_edge(s, o.sharp_angle_degrees, false), s.vertices.size());
+    });
     value sv = value::new_object();
     sv.set("angle (degrees)", o.sharp_angle_degrees);
     sv.set("sharp edges", sharp.edges);
@@ -58,7 +60,8 @@ value run_features(const common_options& options, const features_options& o, sta
     report.set("roughness", field_summary(roughness, -1.0));
     const auto k = clock.run("curvature", [&] { return curvature(s, map); });
     report.set("curvature", field_summary(k));
-    const auto smooth = clock.run("smooth curvature", [&] { return smooth_scalar_field(s, k, map, o.smoothing_iterations); });
+    const auto smooth =
+        clock.run("smooth curvature", [&] { return smooth_scalar_field(s, k, map, o.smoothing_iterations); });
     value sm = field_summary(smooth);
     sm.set("iterations", o.smoothing_iterations);
     report.set("smoothed curvature", std::move(sm));
