@@ -226,14 +226,16 @@ TEST(CommandErrors, OneLineAndADistinctStatusForEachKind)
     EXPECT_EQ(o.err, "zelkov: error: " + missing + ": no such file\n");
     EXPECT_TRUE(o.out.empty());
 
-    std::ofstream(dir.file("cut.ply"), std::ios::binary) << Zelkov::Meshio::ply_bytes(Zelkov::Meshgen::box()).substr(0, 300);
+    std::ofstream(dir.file("cut.ply"), std::ios::binary)
+        << Zelkov::Meshio::ply_bytes(Zelkov::Meshgen::box()).substr(0, 300);
     o = run_cli({"simplify", dir.file("cut.ply")});
     EXPECT_EQ(o.status, exit_bad_input);
     EXPECT_NE(o.err.find("cut.ply: truncated: file ends in element"), std::string::npos) << o.err;
 
     std::ofstream(dir.file("bad.off")) << "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n";
     o = run_cli({"clean", dir.file("bad.off")});
-    EXPECT_EQ(o.err, "zelkov: error: " + dir.file("bad.off") + ": index out of range at triangle 0 (the file has 3 vertices)\n");
+    EXPECT_EQ(o.err, "zelkov: error: " + dir.file("bad.off") +
+                         ": index out of range at triangle 0 (the file has 3 vertices)\n");
 
     std::ofstream(dir.file("noise.stl"), std::ios::binary) << std::string(1000, '\x7f');
     EXPECT_EQ(run_cli({"features", dir.file("noise.stl")}).status, exit_bad_input);

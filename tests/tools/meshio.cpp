@@ -200,7 +200,8 @@ TEST(ReadMeshErrors, TruncatedFilesOfEveryFormat)
                   "f: truncated: file ends in element 'face' (item 4 of 4)");
         EXPECT_NE(read_failure(ply.substr(0, 40), mesh_format::ply).find("truncated"), std::string::npos);
     }
-    EXPECT_EQ(read_failure("OFF\n4 1 0\n0 0 0\n1 0 0\n", mesh_format::off), "f: truncated: expected 4 vertices, found 2");
+    EXPECT_EQ(read_failure("OFF\n4 1 0\n0 0 0\n1 0 0\n", mesh_format::off),
+              "f: truncated: expected 4 vertices, found 2");
     EXPECT_EQ(read_failure("OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n", mesh_format::off),
               "f: truncated: expected 2 faces, found 1");
 }
@@ -217,7 +218,8 @@ TEST(ReadMeshErrors, IndicesOutOfRangeNameTheTriangle)
               "f: index out of range at triangle 1 (the file has 3 vertices)");
     triangle_surface s = awkward_surface();
     s.triangles[3][1] = 5;
-    EXPECT_EQ(read_failure(ply_bytes(s), mesh_format::ply), "f: index out of range at triangle 3 (the file has 5 vertices)");
+    EXPECT_EQ(read_failure(ply_bytes(s), mesh_format::ply),
+              "f: index out of range at triangle 3 (the file has 5 vertices)");
 }
 
 TEST(ReadMeshErrors, MalformedAndEmptyContent)

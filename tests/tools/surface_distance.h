@@ -75,8 +75,8 @@ inline double one_sided(const Zelkov::Geometry::triangle_surface& from, const Ze
 
 /// The larger of the two one-sided distances, each from sampled vertices of
 /// one surface to the other surface.
-inline double sampled_hausdorff(const Zelkov::Geometry::triangle_surface& a, const Zelkov::Geometry::triangle_surface& b,
-                                std::size_t samples = 600)
+inline double sampled_hausdorff(const Zelkov::Geometry::triangle_surface& a,
+                                const Zelkov::Geometry::triangle_surface& b, std::size_t samples = 600)
 {
     return std::max(distance_detail::one_sided(a, b, samples), distance_detail::one_sided(b, a, samples));
 }

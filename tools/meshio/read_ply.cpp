@@ -65,7 +65,8 @@ header parse_header(std::string_view bytes)
 {
     line_scanner in(bytes);
     if (!in.next_line() || in.token() != "ply") throw format_error("not a PLY file (missing 'ply' header)");
-    if (bytes.find("end_header") == std::string_view::npos) throw format_error("truncated: PLY header without 'end_header'");
+    if (bytes.find("end_header") == std::string_view::npos)
+        throw format_error("truncated: PLY header without 'end_header'");
     header h;
     bool has_format = false;
     std::size_t offset = bytes.find('\n') + 1;

@@ -44,7 +44,8 @@ void check_lengths(const triangle_surface& surface, const ply_content& content)
 {
     const std::size_t n = surface.vertices.size();
     for (const auto& f : content.fields)
-        if (f.values.size() != n) throw std::invalid_argument("field '" + f.name + "' does not have one value per vertex");
+        if (f.values.size() != n)
+            throw std::invalid_argument("field '" + f.name + "' does not have one value per vertex");
     if (!content.colours.empty() && content.colours.size() != n)
         throw std::invalid_argument("colours do not have one entry per vertex");
     if (n > std::numeric_limits<std::uint32_t>::max()) throw std::invalid_argument("too many vertices for PLY indices");

@@ -62,8 +62,9 @@ int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
 
     auto* clean_cmd = app.add_subcommand("clean", "merge equal points and triangles, remove free points, write");
     add_common(*clean_cmd, clean_o);
-    clean_cmd->add_flag("--ignore-orientation{false}", clean.consider_orientation,
-                        "merge triangles on the same vertices whatever their orientation (a merged triangle may turn over)");
+    clean_cmd->add_flag(
+        "--ignore-orientation{false}", clean.consider_orientation,
+        "merge triangles on the same vertices whatever their orientation (a merged triangle may turn over)");
     clean_cmd->add_flag("--remove-degenerate", clean.remove_degenerate,
                         "also remove triangles that name a vertex twice after merging");
 

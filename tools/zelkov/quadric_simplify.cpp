@@ -260,7 +260,8 @@ private:
         ring(a, around_a_, ring_a_);
         ring(b, around_b_, ring_b_);
         common_.clear();
-        std::set_intersection(ring_a_.begin(), ring_a_.end(), ring_b_.begin(), ring_b_.end(), std::back_inserter(common_));
+        std::set_intersection(ring_a_.begin(), ring_a_.end(), ring_b_.begin(), ring_b_.end(),
+                              std::back_inserter(common_));
         std::erase_if(common_, [&](std::size_t w) { return w == a || w == b; });
         if (common_.size() != 2 || common_[0] != apexes[0] || common_[1] != apexes[1]) return false;
         for (std::size_t apex : apexes) {

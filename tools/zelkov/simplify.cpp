@@ -84,7 +84,8 @@ value run_simplify(const common_options& options, const simplify_cli_options& o,
 
     clock.run("remove free points", [&] { remove_free_points(s); });
     auto fresh = clock.run("vertex-to-triangles map", [&] { return get_vertex_to_triangles_map(s); });
-    const std::size_t flips = clock.run("relax edges", [&] { return relax_flat_edges(s, fresh, o.relax_flat_degrees); });
+    const std::size_t flips =
+        clock.run("relax edges", [&] { return relax_flat_edges(s, fresh, o.relax_flat_degrees); });
     report.set("relaxed edges", flips);
     const auto k = clock.run("curvature", [&] { return curvature(s, fresh); });
     report.set("curvature", field_summary(k));
