@@ -207,7 +207,8 @@ TEST(InertiaTransform, MovesIntoTheFrameAndReturnsTheWayBack)
     EXPECT_NEAR(box.max.x - box.min.x, 1.0, 1e-12);
 
     transform(moved, m);
-    for (std::size_t v = 0; v < original.vertices.size(); ++v) expect_near(moved.vertices[v], original.vertices[v], 1e-12);
+    for (std::size_t v = 0; v < original.vertices.size(); ++v)
+        expect_near(moved.vertices[v], original.vertices[v], 1e-12);
     EXPECT_EQ(moved.triangles, original.triangles);
 }
 

@@ -25,7 +25,10 @@ void expect_same_bits(const point3& a, const point3& b)
 }
 
 /// One triangle (0, 1, 2) on the given corners.
-triangle_surface single(const point3& a, const point3& b, const point3& c) { return {{a, b, c}, {{0, 1, 2}}}; }
+triangle_surface single(const point3& a, const point3& b, const point3& c)
+{
+    return {{a, b, c}, {{0, 1, 2}}};
+}
 
 TEST(TriangleMeasures, WrappersPassCornersInTriangleOrder)
 {
@@ -162,7 +165,8 @@ TEST(TriangleQuality, DegenerateCasesAndFixedOrder)
     EXPECT_EQ(triangle_quality(0, single({1, 0, 0}, {3, 3, 3}, {3, 3, 3})), 0.0);
     EXPECT_TRUE(std::isnan(triangle_quality(0, single({std::nan(""), 0, 0}, {1, 0, 0}, {0, 1, 0}))));
     // Right isosceles: 2 r / R = 2 (sqrt 2 - 1).
-    EXPECT_NEAR(triangle_quality(0, single({0, 0, 0}, {1, 0, 0}, {0, 1, 0})), 2 * (std::sqrt(2.0) - 1), 1e-15);
+    const double right_isosceles = 2 * (std::sqrt(2.0) - 1);
+    EXPECT_NEAR(triangle_quality(0, single({0, 0, 0}, {1, 0, 0}, {0, 1, 0})), right_isosceles, 1e-15);
 
     const auto uneven = Zelkov::Testing::uneven_torus();
     for (std::size_t t = 0; t < uneven.triangles.size(); ++t) {
@@ -173,7 +177,8 @@ TEST(TriangleQuality, DegenerateCasesAndFixedOrder)
         const double l1 = std::sqrt(info.edge_length_sqr[1]);
         const double l2 = std::sqrt(info.edge_length_sqr[2]);
         const auto& v = info.unnormalised_normal;
-        const double expected = (((v.y * v.y + v.x * v.x) + v.z * v.z) * 4.0) / (((l1 * l0) * l2) * ((l1 + l0) + l2));
+        const double expected =
+            (((v.y * v.y + v.x * v.x) + v.z * v.z) * 4.0) / (((l1 * l0) * l2) * ((l1 + l0) + l2));
         EXPECT_EQ(bits(triangle_quality(t, uneven)), bits(expected));
     }
 }

@@ -27,8 +27,10 @@ inline std::vector<Zelkov::Geometry::triangle_surface> each_triangle_alone(
     const Zelkov::Geometry::triangle_surface& surface)
 {
     std::vector<Zelkov::Geometry::triangle_surface> alone;
-    for (const auto& t : surface.triangles)
-        alone.push_back({{surface.vertices[t[0]], surface.vertices[t[1]], surface.vertices[t[2]]}, {{0, 1, 2}}});
+    for (const auto& t : surface.triangles) {
+        const auto& v = surface.vertices;
+        alone.push_back({{v[t[0]], v[t[1]], v[t[2]]}, {{0, 1, 2}}});
+    }
     return alone;
 }
 

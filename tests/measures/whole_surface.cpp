@@ -138,20 +138,24 @@ TEST(Barycenter, AreaWeightedCentroids)
     expect_nan(barycenter(triangle_surface{{{0, 0, 0}, {1, 1, 1}}, {{0, 1, 1}}}));
 }
 
-/// The barycenter evaluated in its fixed order of additions.
+/// The barycenter evaluated in its fixed order of additions, axis by axis.
 point3 reference_barycenter(const triangle_surface& s)
 {
-    point3 sum{0, 0, 0};
+    double sum[3] = {0, 0, 0};
     double weight = 0.0;
     for (const auto& t : s.triangles) {
-        const auto &a = s.vertices[t[0]], &b = s.vertices[t[1]], &c = s.vertices[t[2]];
-        const double A = Zelkov::Math::get_area(a, b, c);
-        weight += A * 3.0;
-        sum.x += (((0.0 + a.x) + b.x) + c.x) * A;
-        sum.y += (((0.0 + a.y) + b.y) + c.y) * A;
-        sum.z += (((0.0 + a.z) + b.z) + c.z) * A;
+        const double area_of_t = Zelkov::Math::get_area(s.vertices[t[0]], s.vertices[t[1]], s.vertices[t[2]]);
+        weight += area_of_t * 3.0;
+        for (int axis = 0; axis < 3; ++axis) {
+            double corners = 0.0;
+            for (const std::size_t v : t) {
+                const point3& p = s.vertices[v];
+                corners += axis == 0 ? p.x : axis == 1 ? p.y : p.z;
+            }
+            sum[axis] += corners * area_of_t;
+        }
     }
-    return {sum.x / weight, sum.y / weight, sum.z / weight};
+    return {sum[0] / weight, sum[1] / weight, sum[2] / weight};
 }
 
 TEST(Barycenter, FixedOrderOfAdditions)
