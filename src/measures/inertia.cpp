@@ -44,11 +44,6 @@ Eigen::Matrix3d triangle_term(std::size_t triangle, const triangle_surface& surf
     return s;
 }
 
-double det3(double a, double b, double c, double d, double e, double f, double g, double h,
-            double i) noexcept
-{
-    return a * (e * i - f * h) - b * (d * i - f * g) + c * (d * h - e * g);
-}
 
 }  // namespace
 
@@ -87,16 +82,6 @@ void order_by_moment(principal_axes& frame) noexcept
     swap_if_larger(0, 1);
     swap_if_larger(0, 2);
     swap_if_larger(1, 2);
-}
-
-double determinant(const matrix4x4<double>& matrix) noexcept
-{
-    const double* m = matrix.m;
-    const double minor0 = det3(m[5], m[6], m[7], m[9], m[10], m[11], m[13], m[14], m[15]);
-    const double minor1 = det3(m[4], m[6], m[7], m[8], m[10], m[11], m[12], m[14], m[15]);
-    const double minor2 = det3(m[4], m[5], m[7], m[8], m[9], m[11], m[12], m[13], m[15]);
-    const double minor3 = det3(m[4], m[5], m[6], m[8], m[9], m[10], m[12], m[13], m[14]);
-    return m[0] * minor0 - m[1] * minor1 + m[2] * minor2 - m[3] * minor3;
 }
 
 matrix4x4<double> right_handed_frame(const principal_axes& frame, const point<double, 3>& origin) noexcept

@@ -34,10 +34,6 @@ principal_axes principal_axes_of(const Eigen::Matrix3d& tensor);
 /// larger later moment, so equal moments keep their places.
 void order_by_moment(principal_axes& frame) noexcept;
 
-/// The 4x4 determinant by expansion along the first row, every entry taking
-/// part: a NaN anywhere, also in the translation row, makes it NaN.
-double determinant(const matrix4x4<double>& matrix) noexcept;
-
 /// The frame matrix: rows e0, e1, e2, then `origin`; m[3] = m[7] = m[11] = 0,
 /// m[15] = 1. When its determinant is negative e0 alone is negated; zero or
 /// NaN leaves it as it is.
