@@ -147,6 +147,9 @@ bool expand_marked(const triangle_surface& surface, std::vector<unsigned char>& 
 {
     const auto normals = detail::unit_normals(surface);
     detail::edge_triangle_map edge_triangles;
+    // A closed surface has about 3/2 edges per triangle; buckets made up front
+    // spare the table its rehashing while the threads insert.
+    edge_triangles.rehash(surface.triangles.size() * 3 / 2);
     detail::collect_edges(surface, edge_triangles);
     const auto neighbour_counts =
         detail::smooth_marked_neighbour_counts(edge_triangles, normals, marks, std::cos(max_angle));
