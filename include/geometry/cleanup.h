@@ -28,8 +28,10 @@ namespace Zelkov::Geometry {
 /// order of (x, y, z), also when nothing was merged. Points are equal only when
 /// `==` says so coordinate by coordinate: -0.0 and 0.0 merge (the stored sign
 /// is that of either source), a point with a NaN coordinate never merges, not
-/// even with a copy of itself. Free points are kept; triangles whose corners
-/// merge are kept as degenerate triangles. The triangle order is unchanged.
+/// even with a copy of itself; where such points occur the order is not
+/// defined, and equal points that one of them separates in the sort may stay
+/// apart. Free points are kept; triangles whose corners merge are kept as
+/// degenerate triangles. The triangle order is unchanged.
 ///
 /// \pre every triangle index is below the vertex count.
 /// \returns the `old_to_new` map of the vertices: entry i is the new index of

@@ -12,9 +12,10 @@
 namespace Zelkov::Geometry::detail {
 
 /// Lexicographic order of (x, y, z): the first coordinate that differs under
-/// `!=` decides by `<`. Irreflexive and asymmetric also with NaN, so a sort
-/// stays within bounds; a NaN coordinate makes its point unordered against the
-/// points that agree with it on the coordinates before.
+/// `!=` decides by `<`. Looks at the point alone. With a NaN coordinate it is
+/// no strict weak order: such a point is unordered against every point that
+/// agrees with it on the coordinates before, and so may sort between equal
+/// points.
 inline bool point_less(const Zelkov::Math::point<double, 3>& a, const Zelkov::Math::point<double, 3>& b) noexcept
 {
     if (a.x != b.x) return a.x < b.x;
