@@ -69,7 +69,7 @@ void expect_welded(const triangle_surface& before, const triangle_surface& after
 
 TEST(UniqueVertices, MatchesTheDefinitionOnCrowdedSoups)
 {
-    for (const double nan_share : {0.0, 0.05}) {
+    for (const double nan_share : {0.0, 0.05, 0.3}) {
         const auto before = crowded_soup(700, nan_share, 11);
         auto after = before;
         const auto* storage = after.vertices.data();
