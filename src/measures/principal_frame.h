@@ -8,6 +8,8 @@
 
 #include <geometry/triangle_surface.h>
 
+#include "surface/determinant.h"
+
 namespace Zelkov::Geometry::detail {
 
 /// Unit axes with their moments; axis j belongs to moment j.
