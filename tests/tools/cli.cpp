@@ -240,6 +240,7 @@ TEST(CommandErrors, OneLineAndADistinctStatusForEachKind)
     std::ofstream(dir.file("noise.stl"), std::ios::binary) << std::string(1000, '\x7f');
     EXPECT_EQ(run_cli({"features", dir.file("noise.stl")}).status, exit_bad_input);
 
+    EXPECT_EQ(run_cli({"features", "--default-mesh-triangles", "100", "-o", dir.file("f.obj")}).status, exit_usage);
     EXPECT_EQ(run_cli({"info", "--no-such-option"}).status, exit_usage);
     EXPECT_EQ(run_cli({}).status, exit_usage);
     EXPECT_EQ(run_cli({"simplify", "--ratio", "2"}).status, exit_usage);

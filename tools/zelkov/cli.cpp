@@ -108,9 +108,13 @@ int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
         else if (simplify_cmd->parsed())
             run_and_print([&](stage_clock& c) { return run_simplify(simplify_o, simplify, c); }, simplify_o, out, err,
                           err_is_terminal);
-        else if (features_cmd->parsed())
+        else if (features_cmd->parsed()) {
+            if (!features_o.output.empty() &&
+                Zelkov::Meshio::format_from_extension(features_o.output) != Zelkov::Meshio::mesh_format::ply)
+                throw usage_error(features_o.output + ": features are written as a PLY file (use a .ply name)");
             run_and_print([&](stage_clock& c) { return run_features(features_o, features, c); }, features_o, out, err,
                           err_is_terminal);
+        }
         return exit_ok;
     } catch (const Zelkov::Meshio::read_error& e) {
         err << "zelkov: error: " << e.what() << '\n';
