@@ -30,13 +30,13 @@ struct outcome {
     std::string err;
 };
 
-outcome run_cli(std::vector<std::string> args)
+outcome run_cli(std::vector<std::string> args, bool err_is_terminal = false)
 {
     args.insert(args.begin(), "zelkov");
     std::vector<const char*> argv;
     for (const auto& a : args) argv.push_back(a.c_str());
     std::ostringstream out, err;
-    const int status = run(static_cast<int>(argv.size()), argv.data(), out, err, false);
+    const int status = run(static_cast<int>(argv.size()), argv.data(), out, err, err_is_terminal);
     return {status, out.str(), err.str()};
 }
 
@@ -197,6 +197,17 @@ TEST(SimplifyCommand, DefaultMeshWhenNoInputIsGiven)
     EXPECT_NE(o.out.find("built-in default mesh"), std::string::npos);
     EXPECT_NE(o.out.find("\"reached target\": true"), std::string::npos);
     EXPECT_NE(o.out.find("\"collapses\": "), std::string::npos);
+}
+
+TEST(SimplifyCommand, ProgressOnlyOnATerminal)
+{
+    const std::vector<std::string> args{"simplify", "--default-mesh-triangles", "5000"};
+    const outcome quiet = run_cli(args);
+    EXPECT_TRUE(quiet.err.empty());
+    const outcome shown = run_cli(args, true);
+    EXPECT_NE(shown.err.find("collapsing edges ["), std::string::npos);
+    EXPECT_NE(shown.err.find("100%"), std::string::npos);
+    EXPECT_EQ(shown.out.substr(0, 40), quiet.out.substr(0, 40));
 }
 
 TEST(FeaturesCommand, WritesAColouredPlyWithTheFields)

@@ -42,7 +42,7 @@ value run_features(const common_options& options, const features_options& o, sta
     triangle_surface& s = in.surface;
     value report = begin_report("features", in);
     report.set("weld", weld(s, true, clock));
-    report.set("surface", surface_summary(s));
+    report.set("after weld", surface_summary(s));
 
     const auto sharp = clock.run("sharp edges", [&] {
         return read_sharp(is_sharp_edge(s, o.sharp_angle_degrees, false), s.vertices.size());
