@@ -188,6 +188,14 @@ TEST(SimplifyCommand, OpenMeshKeepsItsBoundary)
     const value r = run_info(input(dir.file("b.obj")), clock);
     EXPECT_EQ(figure(r, "topology", "boundary edges"), 223u);
     EXPECT_EQ(figure(r, "topology", "non-manifold edges"), 0u);
+
+    // Asked to, it collapses boundary edges too, without pinching the surface.
+    ASSERT_EQ(run_cli({"simplify", bunny, "--ratio", "0.05", "--collapse-boundary", "-o", dir.file("c.ply")}).status, 0);
+    const value c = run_info(input(dir.file("c.ply")), clock);
+    EXPECT_LT(figure(c, "topology", "boundary edges"), 223u);
+    EXPECT_EQ(figure(c, "topology", "non-manifold edges"), 0u);
+    EXPECT_EQ(c.find("topology")->find("vertex classes")->find("pinch (fans touching at a vertex)")->as_unsigned(), 0u);
+    EXPECT_EQ(figure(c, "topology", "connected components"), 1u);
 }
 
 TEST(SimplifyCommand, DefaultMeshWhenNoInputIsGiven)

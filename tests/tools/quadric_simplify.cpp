@@ -18,11 +18,12 @@ using Zelkov::Cli::simplify_counts;
 using Zelkov::Cli::simplify_options;
 using Zelkov::Cli::stage_clock;
 
-simplify_counts simplify(triangle_surface& s, std::size_t target)
+simplify_counts simplify(triangle_surface& s, std::size_t target, bool preserve_boundary = true)
 {
     stage_clock clock(nullptr);
     simplify_options o;
     o.target_triangles = target;
+    o.preserve_boundary = preserve_boundary;
     const simplify_counts c = collapse_by_quadrics(s, o, {}, clock);
     remove_free_points(s);
     return c;
@@ -65,6 +66,22 @@ TEST(CollapseByQuadrics, BoundaryIsKeptWhereItIsAndFlatStaysFlat)
     EXPECT_EQ(boundary_edge_count(s), 2u * (40 + 30));
     for (const auto& p : s.vertices) EXPECT_EQ(p.z, 0.0);
     EXPECT_NEAR(area(s), 40.0 * 30.0, 1e-9);
+}
+
+TEST(CollapseByQuadrics, BoundaryMayCollapseAlongItsOwnLine)
+{
+    triangle_surface s = Zelkov::Meshgen::grid(40, 30);
+    const simplify_counts c = simplify(s, 40, false);
+    EXPECT_TRUE(c.reached_target);
+    EXPECT_LT(boundary_edge_count(s), 2u * (40 + 30));
+    // Boundary vertices slide along the straight sides, so the rectangle stays.
+    const auto box = bounding_volume(s, false);
+    EXPECT_EQ(box.min.x, 0.0);
+    EXPECT_EQ(box.min.y, 0.0);
+    EXPECT_EQ(box.max.x, 40.0);
+    EXPECT_EQ(box.max.y, 30.0);
+    EXPECT_NEAR(area(s), 40.0 * 30.0, 1e-6);
+    for (const auto& p : s.vertices) EXPECT_EQ(p.z, 0.0);
 }
 
 TEST(CollapseByQuadrics, CreasesOfTheDefaultMeshSurvive)

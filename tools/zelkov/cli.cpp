@@ -79,6 +79,8 @@ int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
                              "refuse a collapse that turns a triangle's normal by more degrees than this")
         ->check(CLI::Range(0.0, 180.0))
         ->capture_default_str();
+    simplify_cmd->add_flag("--collapse-boundary", simplify.collapse_boundary,
+                           "let boundary edges collapse too (by default they are kept exactly as they are)");
     simplify_cmd->add_option("--relax-angle", simplify.relax_flat_degrees,
                              "relax (flip) only edges whose triangles meet within this many degrees of flat")
         ->check(CLI::Range(0.0, 180.0))

@@ -48,6 +48,7 @@ struct simplify_cli_options {
     std::optional<double> ratio;
     double max_normal_turn_degrees = 60.0;
     double relax_flat_degrees = 5.0;
+    bool collapse_boundary = false;
 };
 
 struct features_options {

@@ -135,11 +135,33 @@ private:
         cache_.emplace(surface_, [&reported](std::size_t t, std::size_t e, bool is_boundary) {
             reported.push_back({t, e, is_boundary ? 1u : 0u});
         });
+        on_boundary_.assign(surface_.vertices.size(), 0);
         for (const auto& [t, e, boundary] : reported) {
             ++(boundary ? counts_.boundary_edges : counts_.non_manifold_edges);
-            pinned_[surface_.triangles[t][e]] = 1;
-            pinned_[surface_.triangles[t][next_corner[e]]] = 1;
+            const std::size_t a = surface_.triangles[t][e], b = surface_.triangles[t][next_corner[e]];
+            if (boundary && !options_.preserve_boundary) {
+                on_boundary_[a] = on_boundary_[b] = 1;
+                boundary_sides_.push_back({t, e});
+            } else {
+                pinned_[a] = pinned_[b] = 1;
+            }
         }
+    }
+
+    /// The quadric that keeps a boundary edge's vertices on the plane through
+    /// the edge, upright on its triangle, weighted well above the surface's own.
+    quadric boundary_plane(std::size_t t, std::size_t e) const
+    {
+        const auto& tri = surface_.triangles[t];
+        const point3& a = surface_.vertices[tri[e]];
+        const point3& b = surface_.vertices[tri[next_corner[e]]];
+        const point3& c = surface_.vertices[tri[next_corner[next_corner[e]]]];
+        const point3 n = cross(sub(b, a), sub(c, a));
+        const point3 m = cross(sub(b, a), n);
+        const double length = norm(m);
+        if (!(length > 0) || !std::isfinite(length)) return {};
+        const point3 unit{m.x / length, m.y / length, m.z / length};
+        return quadric::of_plane(unit, -dot(unit, a), 100.0 * dot(sub(b, a), sub(b, a)));
     }
 
     void build_quadrics()
@@ -153,6 +175,11 @@ private:
         quadrics_.assign(surface_.vertices.size(), quadric{});
         for (std::size_t t = 0; t < tris.size(); ++t)
             for (std::size_t v : tris[t]) quadrics_[v] += planes[t];
+        for (const auto& [t, e] : boundary_sides_) {
+            const quadric q = boundary_plane(t, e);
+            quadrics_[tris[t][e]] += q;
+            quadrics_[tris[t][next_corner[e]]] += q;
+        }
         version_.assign(surface_.vertices.size(), 0);
         alive_.assign(surface_.vertices.size(), 1);
     }
@@ -199,6 +226,11 @@ private:
                 const std::size_t a = t[e], b = t[next_corner[e]];
                 if (a < b) edges.push_back({a, b});
             }
+        // Inner edges are met in both directions, boundary edges in one only.
+        for (const auto& [t, e] : boundary_sides_) {
+            const std::size_t a = surface_.triangles[t][e], b = surface_.triangles[t][next_corner[e]];
+            if (a > b) edges.push_back({b, a});
+        }
         std::vector<candidate> queued(edges.size());
         oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, edges.size(), 1),
                                   [&](const oneapi::tbb::blocked_range<std::size_t>& r) {
@@ -246,29 +278,32 @@ private:
     }
 
     /// The link condition: the rings of a and b meet exactly in the apexes of
-    /// the two triangles on the edge, and each apex keeps at least three triangles.
+    /// the triangles on the edge (two, or one on a boundary edge), and each
+    /// apex keeps enough triangles. An inner edge between two boundary
+    /// vertices would pinch the surface and is refused.
     bool link_allows(std::size_t a, std::size_t b)
     {
-        if (shared_.size() != 2) return false;
+        const bool boundary_edge = shared_.size() == 1 && on_boundary_[a] && on_boundary_[b];
+        if (shared_.size() != 2 && !boundary_edge) return false;
+        if (!boundary_edge && on_boundary_[a] && on_boundary_[b]) return false;
         std::array<std::size_t, 2> apexes{};
         std::size_t found = 0;
         for (std::size_t t : shared_)
             for (std::size_t w : surface_.triangles[t])
                 if (w != a && w != b && found < 2) apexes[found++] = w;
-        if (found != 2 || apexes[0] == apexes[1]) return false;
-        if (apexes[1] < apexes[0]) std::swap(apexes[0], apexes[1]);
+        if (found != shared_.size() || (found == 2 && apexes[0] == apexes[1])) return false;
+        if (found == 2 && apexes[1] < apexes[0]) std::swap(apexes[0], apexes[1]);
         ring(a, around_a_, ring_a_);
         ring(b, around_b_, ring_b_);
         common_.clear();
-        std::set_intersection(ring_a_.begin(), ring_a_.end(), ring_b_.begin(), ring_b_.end(),
-                              std::back_inserter(common_));
+        std::set_intersection(ring_a_.begin(), ring_a_.end(), ring_b_.begin(), ring_b_.end(), std::back_inserter(common_));
         std::erase_if(common_, [&](std::size_t w) { return w == a || w == b; });
-        if (common_.size() != 2 || common_[0] != apexes[0] || common_[1] != apexes[1]) return false;
-        for (std::size_t apex : apexes) {
-            live_triangles_of(apex, scratch_);
-            if (scratch_.size() <= 3) return false;
+        if (!std::equal(common_.begin(), common_.end(), apexes.begin(), apexes.begin() + found)) return false;
+        for (std::size_t i = 0; i < found; ++i) {
+            live_triangles_of(apexes[i], scratch_);
+            if (scratch_.size() <= (boundary_edge ? 1u : 3u)) return false;
         }
-        return true;
+        return !boundary_edge || (around_a_.size() > 1 && around_b_.size() > 1);
     }
 
     /// No triangle that stays may turn its normal by more than the limit.
@@ -348,6 +383,7 @@ private:
         alive_[removed] = 0;
         ++version_[kept];
         pinned_[kept] = pinned_[kept] | pinned_[removed];
+        on_boundary_[kept] = on_boundary_[kept] | on_boundary_[removed];
         // The two stars have only the shared triangles in common.
         std::size_t died = 0;
         for (std::size_t t : around_a_) died += is_dead(t);
@@ -377,6 +413,8 @@ private:
     triangle_surface& surface_;
     const simplify_options& options_;
     std::vector<unsigned char> pinned_;
+    std::vector<unsigned char> on_boundary_;                    // on an edge that may be collapsed
+    std::vector<std::array<std::size_t, 2>> boundary_sides_;   // (triangle, edge) of such edges
     stage_clock& clock_;
     double min_turn_cos_ = 0.0;
     std::optional<neighbourhood_cache> cache_;

@@ -17,13 +17,17 @@ struct simplify_options {
     /// A collapse is refused when it turns the normal of a surrounding
     /// triangle by more than this angle, in degrees (90 is the plain flip test).
     double max_normal_turn_degrees = 60.0;
+    /// Keep boundary edges as they are: never collapsed, their vertices never
+    /// moved. When false, boundary edges may collapse too, held near their
+    /// place by the quadrics of planes upright on them.
+    bool preserve_boundary = true;
 };
 
 struct simplify_counts {
     std::size_t triangles_before = 0;
     std::size_t triangles_after = 0;
     std::size_t collapses = 0;
-    std::size_t boundary_edges = 0;         // reported by the cache, never collapsed
+    std::size_t boundary_edges = 0;         // reported by the cache
     std::size_t non_manifold_edges = 0;     // reported by the cache, never collapsed
     std::size_t pinned_vertices = 0;        // on such edges, or non-manifold: never moved or removed
     std::size_t refused_by_link = 0;        // link condition
@@ -43,9 +47,10 @@ struct simplify_counts {
 /// position, where the survivor is moved. A collapse needs the link condition
 /// (the end vertices share exactly the two apexes of the edge's triangles),
 /// leaves no apex with fewer than three triangles, and turns no surrounding
-/// triangle's normal by more than the limit. Edges on a boundary or shared by
-/// three or more triangles are never collapsed, and their vertices, and the
-/// vertices in `pinned`, never move and always survive.
+/// triangle's normal by more than the limit. Edges shared by three or more
+/// triangles, and boundary edges unless `preserve_boundary` is false, are never
+/// collapsed; their vertices, and the vertices in `pinned`, never move and
+/// always survive. An inner edge between two boundary vertices is never collapsed.
 ///
 /// \pre `surface` has no triangle that repeats a vertex; `pinned` is empty or
 /// has one entry per vertex.

@@ -67,6 +67,7 @@ value run_simplify(const common_options& options, const simplify_cli_options& o,
     simplify_options so;
     so.target_triangles = target_for(o, s.triangles.size());
     so.max_normal_turn_degrees = o.max_normal_turn_degrees;
+    so.preserve_boundary = !o.collapse_boundary;
     const simplify_counts counts = collapse_by_quadrics(s, so, std::move(pinned), clock);
 
     value c = value::new_object();
@@ -74,7 +75,8 @@ value run_simplify(const common_options& options, const simplify_cli_options& o,
     c.set("reached target", counts.reached_target);
     c.set("collapses", counts.collapses);
     c.set("triangles removed", counts.removed_triangles);
-    c.set("boundary edges kept", counts.boundary_edges);
+    c.set("boundary edges", counts.boundary_edges);
+    c.set("boundary kept as it is", so.preserve_boundary);
     c.set("non-manifold edges kept", counts.non_manifold_edges);
     c.set("vertices held in place", counts.pinned_vertices);
     c.set("refused by the link condition", counts.refused_by_link);
