@@ -1,6 +1,12 @@
 #include <geometry/connectivity.h>
 
 #include <algorithm>
+#include <cstdint>
+
+#include <oneapi/tbb/blocked_range.h>
+#include <oneapi/tbb/parallel_for.h>
+
+#include "connectivity/neighbourhood.h"
 
 namespace Zelkov::Geometry {
 
@@ -11,12 +17,79 @@ bool has_directed_edge(const std::array<std::size_t, 3>& t, std::size_t from, st
     return (t[0] == from && t[1] == to) || (t[1] == from && t[2] == to) || (t[2] == from && t[0] == to);
 }
 
-void reserve_at_least(std::vector<std::size_t>& out, std::size_t capacity)
+template <class T>
+void reserve_at_least(std::vector<T>& out, std::size_t capacity)
 {
     if (out.capacity() < capacity) out.reserve(capacity);
 }
 
+void sort_unique(std::vector<std::size_t>& values)
+{
+    std::sort(values.begin(), values.end());
+    values.erase(std::unique(values.begin(), values.end()), values.end());
+}
+
 }  // namespace
+
+namespace detail {
+
+void append_ring_corners(std::vector<std::size_t>& out, std::size_t vertex, const triangle_surface& surface,
+                         const vertex_to_triangles_map& map)
+{
+    const auto& triangles = map[vertex];
+    reserve_at_least(out, 2 * triangles.size());
+    for (const std::size_t t : triangles) {
+        const auto& corners = surface.triangles[t];
+        const std::size_t c = corner_of_vertex(corners, vertex);
+        out.push_back(corners[(c + 1) % 3]);
+        out.push_back(corners[(c + 2) % 3]);
+    }
+}
+
+std::vector<std::size_t> triangle_neighbours(std::vector<std::size_t>& work, const triangle_surface& surface,
+                                             const vertex_to_triangles_map& map, std::size_t triangle)
+{
+    const auto [a, b, c] = surface.triangles[triangle];
+    work.clear();
+    for (const std::array<std::size_t, 2>& side : {std::array{b, c}, std::array{c, a}, std::array{a, b}})
+        triangle_indices_from_edge(work, side, surface, map, false);
+    std::erase(work, triangle);
+    sort_unique(work);
+    return std::vector<std::size_t>(work.begin(), work.end());
+}
+
+}  // namespace detail
+
+void one_ring_vertices_from_vertex(std::vector<std::size_t>& out, std::size_t vertex,
+                                   const triangle_surface& surface, const vertex_to_triangles_map& map)
+{
+    detail::append_ring_corners(out, vertex, surface, map);
+    sort_unique(out);
+}
+
+std::vector<std::size_t> one_ring_vertices_from_vertex(std::size_t vertex, const triangle_surface& surface,
+                                                       const vertex_to_triangles_map& map)
+{
+    std::vector<std::size_t> out;
+    one_ring_vertices_from_vertex(out, vertex, surface, map);
+    return out;
+}
+
+void edges_from_vertex(std::vector<std::array<std::size_t, 2>>& out, std::size_t vertex,
+                       const triangle_surface& surface, const vertex_to_triangles_map& map)
+{
+    const auto ring = one_ring_vertices_from_vertex(vertex, surface, map);
+    reserve_at_least(out, ring.size());
+    for (const std::size_t w : ring) out.push_back({vertex, w});
+}
+
+std::vector<std::array<std::size_t, 2>> edges_from_vertex(std::size_t vertex, const triangle_surface& surface,
+                                                          const vertex_to_triangles_map& map)
+{
+    std::vector<std::array<std::size_t, 2>> out;
+    edges_from_vertex(out, vertex, surface, map);
+    return out;
+}
 
 bool has_edge(const std::array<std::size_t, 2>& edge, const std::array<std::size_t, 3>& triangle,
               bool consider_orientation) noexcept
@@ -56,6 +129,84 @@ std::vector<std::size_t> triangle_indices_from_edge(const std::array<std::size_t
     std::vector<std::size_t> out;
     triangle_indices_from_edge(out, edge, surface, map, consider_orientation);
     return out;
+}
+
+std::vector<std::size_t> triangle_neighbour_indices(const triangle_surface& surface,
+                                                    const vertex_to_triangles_map& map, std::size_t triangle)
+{
+    std::vector<std::size_t> work;
+    return detail::triangle_neighbours(work, surface, map, triangle);
+}
+
+std::vector<std::size_t> triangle_neighbour_indices(const triangle_surface& surface, std::size_t triangle)
+{
+    return triangle_neighbour_indices(surface, get_vertex_to_triangles_map(surface), triangle);
+}
+
+std::vector<std::vector<std::size_t>> triangle_neighbour_indices(const triangle_surface& surface,
+                                                                 const vertex_to_triangles_map& map)
+{
+    const std::size_t n = surface.triangles.size();
+    std::vector<std::vector<std::size_t>> result(n);
+    if (n == 0) return result;
+    oneapi::tbb::parallel_for(
+        oneapi::tbb::blocked_range<std::size_t>(0, n, 1),
+        [&](const oneapi::tbb::blocked_range<std::size_t>& range) {
+            std::vector<std::size_t> work;  // one working list per chunk; slot i is written only here
+            for (std::size_t i = range.begin(); i != range.end(); ++i)
+                result[i] = detail::triangle_neighbours(work, surface, map, i);
+        },
+        oneapi::tbb::auto_partitioner());
+    return result;
+}
+
+std::vector<std::vector<std::size_t>> triangle_neighbour_indices(const triangle_surface& surface)
+{
+    return triangle_neighbour_indices(surface, get_vertex_to_triangles_map(surface));
+}
+
+bool edge_between_triangles(std::array<std::size_t, 2>& edge, const std::array<std::size_t, 3>& first,
+                            const std::array<std::size_t, 3>& second) noexcept
+{
+    // Multiset matching: each corner of `second` can be matched once.
+    std::array<bool, 3> taken{};
+    std::array<std::size_t, 3> vertex{};
+    std::array<std::size_t, 3> corner{};
+    std::size_t matches = 0;
+    for (std::size_t i = 0; i < 3; ++i) {
+        for (std::size_t j = 0; j < 3; ++j) {
+            if (!taken[j] && second[j] == first[i]) {
+                taken[j] = true;
+                vertex[matches] = first[i];
+                corner[matches] = i;
+                ++matches;
+                break;
+            }
+        }
+    }
+    if (matches < 2) {
+        edge = {SIZE_MAX, SIZE_MAX};
+        return false;
+    }
+    // Stated in the direction in which `first` runs along the edge.
+    if ((corner[0] + 1) % 3 == corner[1])
+        edge = {vertex[0], vertex[1]};
+    else
+        edge = {vertex[1], vertex[0]};
+    return matches == 2;
+}
+
+bool are_equal(const std::array<std::size_t, 3>& first, const std::array<std::size_t, 3>& second,
+               bool consider_orientation) noexcept
+{
+    for (std::size_t s = 0; s < 3; ++s)
+        if (first[0] == second[s] && first[1] == second[(s + 1) % 3] && first[2] == second[(s + 2) % 3])
+            return true;
+    if (consider_orientation) return false;
+    for (std::size_t s = 0; s < 3; ++s)
+        if (first[0] == second[s] && first[1] == second[(s + 2) % 3] && first[2] == second[(s + 1) % 3])
+            return true;
+    return false;
 }
 
 }  // namespace Zelkov::Geometry

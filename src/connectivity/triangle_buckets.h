@@ -3,6 +3,7 @@
 // triangles into vertex-disjoint buckets and the filling of one bucket.
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include <geometry/triangle_surface.h>
@@ -21,9 +22,17 @@ std::vector<std::vector<std::size_t>> assign_triangle_buckets(const_span_triangl
                                                               std::size_t& bucket_count,
                                                               std::size_t& vertex_count);
 
+/// For each vertex below `vertex_count`, how many corners name it: an upper
+/// bound of its set's size (a repeated corner counts twice). Used only to size
+/// the sets; a count that wraps merely costs a reallocation.
+std::vector<std::uint32_t> corner_counts(const_span_triangles triangles, std::size_t vertex_count);
+
 /// Inserts each triangle of bucket `b`, in list order, into the sets of its
-/// corners 0, 1, 2. Writes only the sets of vertices that bucket `b` names.
+/// corners 0, 1, 2 (binary search, nothing inserted twice). Writes only the
+/// sets of vertices that bucket `b` names; a set still without storage is
+/// first given room for `capacity_hint` of its vertex.
 void fill_bucket(std::size_t b, const std::vector<std::vector<std::size_t>>& triangle_buckets,
-                 const_span_triangles triangles, vertex_to_triangles_map& map);
+                 const_span_triangles triangles, const std::vector<std::uint32_t>& capacity_hint,
+                 vertex_to_triangles_map& map);
 
 }  // namespace Zelkov::Geometry::detail

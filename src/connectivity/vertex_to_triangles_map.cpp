@@ -26,6 +26,17 @@ std::size_t largest_index_plus_one(const std::array<std::size_t, 3>& t) noexcept
     return std::max(std::max(t[0], t[1]), t[2]) + 1;
 }
 
+/// Sorted unique insertion. Within a bucket the triangles arrive in ascending
+/// order, so the common case is an append, taken without a search.
+void insert_ascending(boost::container::flat_set<std::size_t>& set, std::size_t t)
+{
+    auto& sequence = set.get_sequence_ref();
+    if (sequence.empty() || sequence.back() < t)
+        sequence.push_back(t);
+    else
+        set.insert(t);
+}
+
 }  // namespace
 
 std::vector<std::vector<std::size_t>> assign_triangle_buckets(const_span_triangles triangles,
@@ -67,11 +78,26 @@ std::vector<std::vector<std::size_t>> assign_triangle_buckets(const_span_triangl
     return buckets;
 }
 
+std::vector<std::uint32_t> corner_counts(const_span_triangles triangles, std::size_t vertex_count)
+{
+    std::vector<std::uint32_t> counts(vertex_count, 0);
+    for (std::size_t t = 0; t < triangles.size; ++t)
+        for (const std::size_t corner : triangles.data[t]) ++counts[corner];
+    return counts;
+}
+
 void fill_bucket(std::size_t b, const std::vector<std::vector<std::size_t>>& triangle_buckets,
-                 const_span_triangles triangles, vertex_to_triangles_map& map)
+                 const_span_triangles triangles, const std::vector<std::uint32_t>& capacity_hint,
+                 vertex_to_triangles_map& map)
 {
     for (const std::size_t t : triangle_buckets[b])
-        for (const std::size_t corner : triangles.data[t]) map[corner].insert(t);
+        for (const std::size_t corner : triangles.data[t]) {
+            auto& set = map[corner];
+            // The first toucher of a set is its only writer at that time, so it
+            // may size it once for all the triangles still to come.
+            if (set.capacity() == 0) set.reserve(capacity_hint[corner]);
+            insert_ascending(set, t);
+        }
 }
 
 }  // namespace detail
@@ -82,14 +108,17 @@ vertex_to_triangles_map get_vertex_to_triangles_map(const_span_triangles triangl
     std::size_t vertex_count = 0;
     const auto buckets = detail::assign_triangle_buckets(triangles, bucket_count, vertex_count);
 
+    const auto capacity_hint = detail::corner_counts(triangles, vertex_count);
     // Never resized after this point, so the tasks may hold on to its sets.
     vertex_to_triangles_map map(vertex_count);
     oneapi::tbb::task_group group;
     for (std::size_t b = 0; b + 1 < bucket_count; ++b)
-        group.run([b, &buckets, triangles, &map] { detail::fill_bucket(b, buckets, triangles, map); });
+        group.run([b, &buckets, triangles, &capacity_hint, &map] {
+            detail::fill_bucket(b, buckets, triangles, capacity_hint, map);
+        });
     group.wait();
     // The last bucket shares vertices with the parallel ones: strictly after the wait.
-    detail::fill_bucket(bucket_count - 1, buckets, triangles, map);
+    detail::fill_bucket(bucket_count - 1, buckets, triangles, capacity_hint, map);
     return map;
 }
 
