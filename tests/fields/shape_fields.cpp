@@ -40,11 +40,17 @@ TEST(Curvature, SphereIsAboutOneOverRadius)
     auto sphere = Zelkov::Meshgen::icosphere(4);
     for (auto& p : sphere.vertices) p = {2 * p.x, 2 * p.y, 2 * p.z};
     const auto k = curvature(sphere);
-    for (const double value : k) EXPECT_NEAR(value, 0.5, 0.01);
+    double mean = 0.0;
+    for (const double value : k) {
+        EXPECT_NEAR(value, 0.5, 0.04);  // the twelve five-valent vertices deviate most
+        mean += value / static_cast<double>(k.size());
+    }
+    EXPECT_NEAR(mean, 0.5, 0.005);
 
     auto inside_out = sphere;
     invert(inside_out);
-    EXPECT_NEAR(curvature(inside_out)[0], -0.5, 0.01);
+    const auto turned = curvature(inside_out);
+    for (std::size_t v = 0; v < k.size(); ++v) EXPECT_NEAR(turned[v], -k[v], 1e-12);
 }
 
 TEST(Curvature, DegenerateNeighbourhoods)
