@@ -1,0 +1,163 @@
+#include <cmath>
+#include <random>
+#include <set>
+
+#include <gtest/gtest.h>
+
+#include <geometry/connectivity.h>
+#include <geometry/fields.h>
+
+#include "support/fixtures.h"
+
+namespace {
+
+using namespace Zelkov::Geometry;
+using Zelkov::Testing::in_arena;
+using tri = std::array<std::size_t, 3>;
+using edge = std::array<std::size_t, 2>;
+
+/// Two triangles on the edge (0, 1); the second is folded up by `degrees`
+/// about that edge. Consistently oriented unless `same_direction`.
+triangle_surface hinge(double degrees, bool same_direction = false)
+{
+    const double a = degrees * std::acos(-1.0) / 180.0;
+    triangle_surface s{{{0, 0, 0}, {1, 0, 0}, {0.5, -1, 0}, {0.5, std::cos(a), std::sin(a)}}, {}};
+    // The first triangle runs the edge as 1 -> 0.
+    s.triangles = {{0, 2, 1}, same_direction ? tri{1, 0, 3} : tri{0, 1, 3}};
+    return s;
+}
+
+bool single_edge(const triangle_surface& s, edge e, double angle, bool orientation)
+{
+    return is_sharp_edge(e, s, get_vertex_to_triangles_map(s), angle, orientation);
+}
+
+TEST(IsSharpEdge, RightAngleAgainstTheLimit)
+{
+    const auto folded = hinge(90.0);
+    EXPECT_TRUE(single_edge(folded, {0, 1}, 89.0, true));
+    EXPECT_FALSE(single_edge(folded, {0, 1}, 91.0, true));
+    EXPECT_FALSE(single_edge(folded, {1, 0}, 91.0, false));
+
+    // Flat and consistently oriented: the dot product is exactly 1, and the
+    // comparison with cos(0) = 1 is strict.
+    const auto flat = hinge(0.0);
+    EXPECT_FALSE(single_edge(flat, {0, 1}, 0.0, true));
+    const auto matrix = is_sharp_edge(flat, 0.0, true);
+    EXPECT_EQ(matrix.coeff(0, 1), 0.0);
+    EXPECT_EQ(matrix.coeff(1, 0), 0.0);
+}
+
+TEST(IsSharpEdge, SameDirectionPairIsMendedOnlyWithoutOrientation)
+{
+    const auto flat = hinge(0.0, true);
+    for (double angle : {0.0, 45.0, 179.0}) {
+        EXPECT_TRUE(single_edge(flat, {0, 1}, angle, true)) << angle;
+        EXPECT_FALSE(single_edge(flat, {0, 1}, angle, false)) << angle;
+        EXPECT_EQ(is_sharp_edge(flat, angle, true).coeff(1, 0), 1.0);
+        EXPECT_EQ(is_sharp_edge(flat, angle, false).coeff(1, 0), 0.0);
+    }
+}
+
+TEST(IsSharpEdge, BoundaryAndCrowdedEdgesNeverAre)
+{
+    triangle_surface s = hinge(120.0);
+    s.vertices.push_back({0.5, 0, -1});
+    s.triangles.push_back({0, 1, 4});  // a third triangle on (0, 1)
+    for (double angle : {0.0, 30.0, 170.0}) {
+        EXPECT_FALSE(single_edge(s, {0, 1}, angle, true));
+        EXPECT_FALSE(single_edge(s, {0, 2}, angle, true));  // boundary
+        EXPECT_FALSE(single_edge(s, {2, 3}, angle, false)); // no triangle at all
+        const auto m = is_sharp_edge(s, angle, true);
+        EXPECT_EQ(m.coeff(0, 1), 0.0);
+        EXPECT_EQ(m.coeff(2, 0), 0.0);
+    }
+}
+
+TEST(IsSharpEdge, OppositeTwinsAreSharpOnEveryEdge)
+{
+    const triangle_surface twins{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 1, 2}, {2, 1, 0}}};
+    const auto m = is_sharp_edge(twins, 179.0, false);
+    for (const edge e : {edge{0, 1}, edge{1, 2}, edge{2, 0}}) {
+        EXPECT_TRUE(single_edge(twins, e, 179.0, false));
+        EXPECT_EQ(m.coeff(e[0], e[1]), 1.0);
+        EXPECT_EQ(m.coeff(e[1], e[0]), 1.0);
+    }
+}
+
+TEST(IsSharpEdge, WholeSurfaceEdgeCases)
+{
+    const auto none = is_sharp_edge(triangle_surface{}, 30.0, true);
+    EXPECT_EQ(none.rows(), 0);
+    const triangle_surface points{{{0, 0, 0}, {1, 1, 1}}, {}};
+    const auto empty = is_sharp_edge(points, 30.0, true);
+    EXPECT_EQ(empty.rows(), 2);
+    EXPECT_EQ(empty.nonZeros(), 0);
+
+    // A repeated corner stores its diagonal slot: the index of the first
+    // triangle that runs a -> a.
+    const triangle_surface repeated{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0}},
+                                    {{0, 1, 2}, {3, 3, 1}, {1, 3, 3}}};
+    const auto m = is_sharp_edge(repeated, 30.0, true);
+    EXPECT_EQ(m.coeff(3, 3), 1.0);
+    EXPECT_EQ(m.coeff(0, 0), 0.0);
+    EXPECT_EQ(m.nonZeros(), 6 + 2 + 1);
+}
+
+TEST(VertexOnSharpEdge, CubeCorner)
+{
+    const auto box = Zelkov::Meshgen::box();
+    const auto map = get_vertex_to_triangles_map(box);
+    EXPECT_TRUE(vertex_on_sharp_edge(0, box, map, 45.0, true));
+    EXPECT_FALSE(vertex_on_sharp_edge(0, box, map, 135.0, true));
+    const triangle_surface lone{{{0, 0, 0}}, {}};
+    EXPECT_FALSE(vertex_on_sharp_edge(0, lone, get_vertex_to_triangles_map(lone), 0.0, true));
+}
+
+/// A bumpy closed sphere with some triangles turned over, some duplicated and
+/// a fin: every kind of edge the whole-surface rule distinguishes.
+triangle_surface awkward_surface(std::uint64_t seed)
+{
+    auto s = Zelkov::Meshgen::jittered(Zelkov::Meshgen::icosphere(2), 0.08, seed);
+    std::mt19937_64 random(seed);
+    for (auto& t : s.triangles)
+        if (random() % 9 == 0) std::swap(t[0], t[1]);
+    for (int k = 0; k < 20; ++k) s.triangles.push_back(s.triangles[random() % s.triangles.size()]);
+    const tri fin = s.triangles[3];
+    s.vertices.push_back({2, 2, 2});
+    s.triangles.push_back({fin[0], fin[1], s.vertices.size() - 1});
+    return s;
+}
+
+TEST(IsSharpEdge, WholeSurfaceAgreesWithSingleEdgeOnEveryEdge)
+{
+    for (std::uint64_t seed : {1u, 2u}) {
+        const auto s = awkward_surface(seed);
+        const auto map = get_vertex_to_triangles_map(s);
+        std::set<edge> edges;
+        for (const auto& t : s.triangles)
+            for (std::size_t c = 0; c < 3; ++c)
+                if (t[c] != t[(c + 1) % 3])
+                    edges.insert({std::min(t[c], t[(c + 1) % 3]), std::max(t[c], t[(c + 1) % 3])});
+        for (double angle : {5.0, 20.0, 60.0})
+            for (bool orientation : {true, false}) {
+                const auto m = is_sharp_edge(s, angle, orientation);
+                EXPECT_EQ(static_cast<std::size_t>(m.nonZeros()), 2 * edges.size());
+                for (const edge& e : edges) {
+                    const bool expected = is_sharp_edge(e, s, map, angle, orientation);
+                    EXPECT_EQ(m.coeff(e[0], e[1]), expected ? 1.0 : 0.0) << e[0] << "-" << e[1];
+                    EXPECT_EQ(m.coeff(e[1], e[0]), expected ? 1.0 : 0.0);
+                }
+            }
+    }
+}
+
+TEST(IsSharpEdge, WholeSurfaceIsTheSameForAnyThreadCount)
+{
+    const auto s = awkward_surface(3);
+    const auto reference = in_arena(1, [&] { return Eigen::MatrixXd(is_sharp_edge(s, 25.0, false)); });
+    for (int threads : {2, 3, 8})
+        EXPECT_EQ(in_arena(threads, [&] { return Eigen::MatrixXd(is_sharp_edge(s, 25.0, false)); }), reference);
+}
+
+}  // namespace
