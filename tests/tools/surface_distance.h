@@ -11,15 +11,17 @@
 
 #include <geometry/triangle_surface.h>
 
+#include "vecmath/point_ops.h"
+
 namespace Zelkov::Testing {
 
 namespace distance_detail {
 
 using p3 = Zelkov::Math::point<double, 3>;
-inline p3 sub(p3 a, p3 b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
-inline p3 add(p3 a, p3 b) { return {a.x + b.x, a.y + b.y, a.z + b.z}; }
-inline p3 mul(p3 a, double s) { return {a.x * s, a.y * s, a.z * s}; }
-inline double dot(p3 a, p3 b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+using Zelkov::Math::detail::add;
+using Zelkov::Math::detail::dot;
+using Zelkov::Math::detail::sub;
+inline p3 mul(p3 a, double s) { return Zelkov::Math::detail::scale(a, s); }
 
 /// The point of triangle abc nearest to p (Ericson, Real-Time Collision Detection 5.1.5).
 inline p3 closest_on_triangle(p3 p, p3 a, p3 b, p3 c)

@@ -9,6 +9,7 @@
 
 #include "meshio.h"
 #include "parse.h"
+#include "surface/stable_length.h"
 
 namespace Zelkov::Meshio {
 
@@ -116,14 +117,14 @@ void ply_binary_body(std::string& out, const triangle_surface& surface, const pl
     }
 }
 
+/// The facet normal of STL: unit length, or zero for a triangle without area.
 point3 unit_normal(const point3& a, const point3& b, const point3& c)
 {
-    const point3 u{b.x - a.x, b.y - a.y, b.z - a.z};
-    const point3 w{c.x - a.x, c.y - a.y, c.z - a.z};
-    const point3 n{u.y * w.z - u.z * w.y, u.z * w.x - u.x * w.z, u.x * w.y - u.y * w.x};
-    const double length = std::sqrt(n.x * n.x + n.y * n.y + n.z * n.z);
+    using namespace Zelkov::Math::detail;
+    const point3 n = cross(sub(b, a), sub(c, a));
+    const double length = Zelkov::Geometry::detail::stable_length(n);
     if (!(length > 0)) return {0, 0, 0};
-    return {n.x / length, n.y / length, n.z / length};
+    return divide(n, length);
 }
 
 bool same_file(const std::string& a, const std::string& b)

@@ -17,6 +17,9 @@
 
 #include <geometry/neighbourhood_cache.h>
 
+#include "surface/stable_length.h"
+#include "vecmath/point_ops.h"
+
 namespace Zelkov::Cli {
 
 namespace {
@@ -28,13 +31,11 @@ using point3 = Zelkov::Math::point<double, 3>;
 constexpr std::size_t dead = std::numeric_limits<std::size_t>::max();
 constexpr std::size_t next_corner[3] = {1, 2, 0};
 
-point3 sub(const point3& a, const point3& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
-point3 cross(const point3& a, const point3& b)
-{
-    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
-}
-double dot(const point3& a, const point3& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
-double norm(const point3& a) { return std::sqrt(dot(a, a)); }
+using Zelkov::Geometry::detail::stable_length;
+using Zelkov::Math::detail::cross;
+using Zelkov::Math::detail::divide;
+using Zelkov::Math::detail::dot;
+using Zelkov::Math::detail::sub;
 
 /// The symmetric form E(p) = p'Ap + 2b'p + c, stored as the upper triangle of
 /// A, then b, then c.
@@ -158,9 +159,9 @@ private:
         const point3& c = surface_.vertices[tri[next_corner[next_corner[e]]]];
         const point3 n = cross(sub(b, a), sub(c, a));
         const point3 m = cross(sub(b, a), n);
-        const double length = norm(m);
+        const double length = stable_length(m);
         if (!(length > 0) || !std::isfinite(length)) return {};
-        const point3 unit{m.x / length, m.y / length, m.z / length};
+        const point3 unit = divide(m, length);
         return quadric::of_plane(unit, -dot(unit, a), 100.0 * dot(sub(b, a), sub(b, a)));
     }
 
@@ -189,9 +190,9 @@ private:
         const auto& tri = surface_.triangles[t];
         const point3& p0 = surface_.vertices[tri[0]];
         const point3 n = cross(sub(surface_.vertices[tri[1]], p0), sub(surface_.vertices[tri[2]], p0));
-        const double length = norm(n);
+        const double length = stable_length(n);
         if (!(length > 0) || !std::isfinite(length)) return {};
-        const point3 unit{n.x / length, n.y / length, n.z / length};
+        const point3 unit = divide(n, length);
         return quadric::of_plane(unit, -dot(unit, p0), 0.5 * length);
     }
 
@@ -209,7 +210,7 @@ private:
         const point3 mid{(pa.x + pb.x) / 2.0, (pa.y + pb.y) / 2.0, (pa.z + pb.z) / 2.0};
         // Trust the optimum only near the edge: far off it lies along a
         // nearly flat direction of the quadric.
-        if (const auto best = q.minimiser(); best && norm(sub(*best, mid)) <= norm(sub(pa, pb)))
+        if (const auto best = q.minimiser(); best && stable_length(sub(*best, mid)) <= stable_length(sub(pa, pb)))
             return plan{std::max(0.0, q.error(*best)), a, b, *best};
         plan p{std::max(0.0, q.error(pa)), a, b, pa};
         for (const point3& c : {pb, mid})
@@ -320,7 +321,7 @@ private:
                 }
                 const point3 n0 = cross(sub(before[1], before[0]), sub(before[2], before[0]));
                 const point3 n1 = cross(sub(after[1], after[0]), sub(after[2], after[0]));
-                const double l0 = norm(n0), l1 = norm(n1);
+                const double l0 = stable_length(n0), l1 = stable_length(n1);
                 if (!(l1 > 0)) return false;
                 if (!(l0 > 0)) continue;
                 if (!(dot(n0, n1) >= min_turn_cos_ * l0 * l1)) return false;
