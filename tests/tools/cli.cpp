@@ -145,6 +145,17 @@ TEST(CleanCommand, DropsFreePointsAndDuplicateTriangles)
     const value d = run_clean(input(dragon), either_way, clock);
     EXPECT_EQ(figure(d, "clean-up", "triangles merged"), 502u);
     EXPECT_EQ(figure(d, "clean-up", "free vertices removed"), 2u);
+
+    // Welding the capsule's poles flattens 200 triangles, which can be dropped.
+    ZELKOV_SHARED_MESH(capsule, "capsule_degenerate.obj");
+    clean_options drop;
+    drop.remove_degenerate = true;
+    scratch_dir dir;
+    const value c = run_clean(input(capsule, dir.file("capsule.ply")), drop, clock);
+    EXPECT_EQ(figure(c, "clean-up", "vertices merged"), 250u);
+    EXPECT_EQ(figure(c, "clean-up", "degenerate triangles removed"), 200u);
+    const value after = run_info(input(dir.file("capsule.ply")), clock);
+    EXPECT_TRUE(after.find("topology")->find("closed and consistently oriented")->as_bool());
 }
 
 /// Simplifies a real file through the command and checks the output file.
