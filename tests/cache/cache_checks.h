@@ -63,8 +63,9 @@ std::vector<std::array<std::size_t, 3>> live_rows(const triangle_surface& surfac
 /// The promise of a collapse: live triangles have three different vertices;
 /// their neighbour entries name live triangles, point back with the same flip
 /// and join the same vertex pair in the direction the flip tells; each
-/// vertex's walk or set lists exactly its live triangles; a vertex with live
-/// triangles has no SIZE_MAX entry.
+/// vertex with live triangles has an entry whose walk or set lists exactly
+/// them; a vertex without has SIZE_MAX, an entry naming the spare row, or an
+/// empty set.
 testing::AssertionResult in_step(const neighbourhood_cache& cache);
 
 /// The entries of `cache` for `triangle` as one row.
