@@ -74,9 +74,32 @@ bool entry_on_boundary(const neighbourhood_cache& cache, std::size_t entry)
 
 void invalidate(neighbourhood_cache& cache, std::size_t u) { cache.surface.triangles[u][0] = SIZE_MAX; }
 
-void erase_from_set(neighbourhood_cache& cache, std::size_t entry, std::size_t u)
+/// What surrounded a triangle that `unlink` took out at edge z: the entries
+/// of edge next(z), which ends at the opposite vertex, and of edge prev(z),
+/// which starts there, as they stood before.
+struct taken_out {
+    std::size_t ending;    // A
+    std::size_t starting;  // B
+    std::size_t opposite;
+};
+
+taken_out take_out(neighbourhood_cache& cache, std::size_t u, std::size_t z)
 {
-    if (is_set_entry(entry)) cache.vertex_triangle_sets[entry >> 2].erase(u);
+    const auto& row = cache.triangle_neighbours[u];
+    const taken_out around{row[next_index[z]], row[previous_index[z]], cache.surface.triangles[u][previous_index[z]]};
+    unlink(cache.triangle_neighbours, u, z);
+    return around;
+}
+
+/// Moves the entry of `v` off the dying triangle `u`: a set loses `u`, and
+/// an ordinary entry that names `u` becomes `replacement`.
+void move_entry_off(neighbourhood_cache& cache, std::size_t v, std::size_t u, std::size_t replacement)
+{
+    const std::size_t entry = cache.vertex_corners[v];
+    if (is_set_entry(entry))
+        cache.vertex_triangle_sets[entry >> 2].erase(u);
+    else if (is_corner_entry(entry) && entry >> 2 == u)
+        cache.vertex_corners[v] = replacement;
 }
 
 /// Removes the twin `t1` of the collapsed edge, which faces it at edge `z`.
@@ -84,23 +107,15 @@ void erase_from_set(neighbourhood_cache& cache, std::size_t entry, std::size_t u
 /// it; with no triangle on either side its entry names the spare row.
 void remove_twin(neighbourhood_cache& cache, std::size_t t1, std::size_t z, std::size_t kept)
 {
-    auto& corners = cache.vertex_corners;
     const std::size_t no_triangle = cache.no_triangle;
-    const std::size_t a = cache.triangle_neighbours[t1][next_index[z]];
-    const std::size_t b = cache.triangle_neighbours[t1][previous_index[z]];
-    const std::size_t x = cache.surface.triangles[t1][previous_index[z]];
-    unlink(cache.triangle_neighbours, t1, z);
-
-    const std::size_t x_entry = corners[x];
-    if (!is_corner_entry(x_entry))
-        erase_from_set(cache, x_entry, t1);
-    else if (x_entry >> 2 == t1)
-        corners[x] = neighbour_of(b) != no_triangle ? corner_entry(neighbour_of(b), start_corner(b))
-                                                    : corner_entry(neighbour_of(a), end_corner(a));
-
-    if (corners[kept] >> 2 == t1)
-        corners[kept] = neighbour_of(a) == no_triangle ? corner_entry(neighbour_of(b), end_corner(b))
-                                                       : corner_entry(neighbour_of(a), start_corner(a));
+    const auto [a, b, x] = take_out(cache, t1, z);
+    move_entry_off(cache, x, t1,
+                   neighbour_of(b) != no_triangle ? corner_entry(neighbour_of(b), start_corner(b))
+                                                  : corner_entry(neighbour_of(a), end_corner(a)));
+    auto& kept_entry = cache.vertex_corners[kept];
+    if (kept_entry >> 2 == t1)
+        kept_entry = neighbour_of(a) == no_triangle ? corner_entry(neighbour_of(b), end_corner(b))
+                                                    : corner_entry(neighbour_of(a), start_corner(a));
     invalidate(cache, t1);
 }
 
@@ -122,18 +137,11 @@ void remove_collapsed(neighbourhood_cache& cache, std::size_t t, std::size_t k, 
 {
     auto& corners = cache.vertex_corners;
     const std::size_t no_triangle = cache.no_triangle;
-    const std::size_t p = cache.triangle_neighbours[t][previous_index[k]];
-    const std::size_t q = cache.triangle_neighbours[t][next_index[k]];
-    const std::size_t y = cache.surface.triangles[t][previous_index[k]];
-    unlink(cache.triangle_neighbours, t, k);
-
-    const std::size_t y_entry = corners[y];
-    if (!is_corner_entry(y_entry))
-        erase_from_set(cache, y_entry, t);
-    else if (y_entry >> 2 == t)
-        corners[y] = neighbour_of(q) != no_triangle   ? corner_entry(neighbour_of(q), end_corner(q))
-                     : neighbour_of(p) != no_triangle ? corner_entry(neighbour_of(p), start_corner(p))
-                                                      : no_vertex_entry;
+    const auto [q, p, y] = take_out(cache, t, k);
+    move_entry_off(cache, y, t,
+                   neighbour_of(q) != no_triangle   ? corner_entry(neighbour_of(q), end_corner(q))
+                   : neighbour_of(p) != no_triangle ? corner_entry(neighbour_of(p), start_corner(p))
+                                                    : no_vertex_entry);
 
     if (corners[kept] >> 2 == t) {
         if (has_twin) {
@@ -167,23 +175,14 @@ bool flatten_if_degenerate(neighbourhood_cache& cache, std::size_t u)
     while (c < 3 && triangle[c] != triangle[next_index[c]]) ++c;
     if (c == 3) return false;
 
-    auto& corners = cache.vertex_corners;
-    const std::size_t no_triangle = cache.no_triangle;
-    const std::size_t a = cache.triangle_neighbours[u][next_index[c]];
-    const std::size_t b = cache.triangle_neighbours[u][previous_index[c]];
-    unlink(cache.triangle_neighbours, u, c);
-    const std::size_t y = triangle[previous_index[c]];
-
-    const std::size_t y_entry = corners[y];
+    const auto [a, b, y] = take_out(cache, u, c);
     const auto usable = [&](std::size_t entry) {
-        return neighbour_of(entry) != no_triangle && neighbour_of(entry) != u;
+        return neighbour_of(entry) != cache.no_triangle && neighbour_of(entry) != u;
     };
-    if (!is_corner_entry(y_entry))
-        erase_from_set(cache, y_entry, u);
-    else if (y_entry >> 2 == u)
-        corners[y] = usable(b)   ? corner_entry(neighbour_of(b), start_corner(b))
-                     : usable(a) ? corner_entry(neighbour_of(a), end_corner(a))
-                                 : no_vertex_entry;
+    move_entry_off(cache, y, u,
+                   usable(b)   ? corner_entry(neighbour_of(b), start_corner(b))
+                   : usable(a) ? corner_entry(neighbour_of(a), end_corner(a))
+                               : no_vertex_entry);
     invalidate(cache, u);
     return true;
 }
