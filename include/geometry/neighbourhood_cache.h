@@ -84,10 +84,13 @@ public:
     ///
     /// Afterwards, when no triangle had a repeated vertex at construction:
     /// every live triangle's neighbour entries name live triangles and point
-    /// back with the same flip; walking from a vertex's corner entry, or its
-    /// stored set, lists exactly its live triangles; a vertex with live
-    /// triangles has no SIZE_MAX entry. `removed` has the entry SIZE_MAX.
-    /// The row counts of `surface` do not change.
+    /// back with the same flip; a vertex with live triangles has an entry
+    /// other than SIZE_MAX, and walking from it, or its stored set, lists
+    /// exactly those triangles. A vertex that has lost its last triangle has
+    /// SIZE_MAX, an emptied set, or an entry naming the spare row T (when the
+    /// removed triangle had no neighbour on either side of it); it is not to
+    /// be walked. `removed` has the entry SIZE_MAX. The row counts of
+    /// `surface` do not change.
     /// \pre `edge` names an edge of a live triangle; the cache is not spent.
     /// \returns `kept`, the vertex that stood at the start of the edge.
     /// \throws std::bad_alloc from the general path only; the cache is then

@@ -200,19 +200,6 @@ TEST(NeighbourhoodCache, BowTieVertexGetsASet)
     }
 }
 
-TEST(NeighbourhoodCache, OpenFanEntryStandsAtAnEnd)
-{
-    auto surface = Zelkov::Meshgen::fan(6, false);
-    const neighbourhood_cache cache(surface, {});
-    const std::size_t entry = cache.vertex_corners[0];
-    ASSERT_NE(entry & 3, 3u);
-    const auto& r = cache.triangle_neighbours[entry >> 2];
-    const std::size_t c = entry & 3;
-    EXPECT_TRUE(r[c] >> 3 == cache.no_triangle || r[(c + 2) % 3] >> 3 == cache.no_triangle);
-    EXPECT_EQ(around(cache, 0).size(), 6u);
-    EXPECT_TRUE(in_step(cache));
-}
-
 /// Generated surfaces: closed, open, turned-over patches, non-manifold piles,
 /// and pairs that straddle the grouping chunks of 8192 records.
 std::vector<triangle_surface> link_test_surfaces()
