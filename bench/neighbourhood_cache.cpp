@@ -204,7 +204,7 @@ private:
         cache_.append_vertex_triangles(v, star_);
         for (const std::size_t t : star_)
             for (std::uint32_t e = 0; e < 3; ++e)
-                if (surface_.triangles[t][e] == v || surface_.triangles[t][(e + 1) % 3] == v) push(t, e);
+                if (surface_.triangles[t][e] == v) push(t, e);  // each edge at v starts at v in one triangle
     }
 
     triangle_surface& surface_;
