@@ -28,6 +28,17 @@ triangle_surface surface_of(std::vector<tri> triangles, std::size_t vertex_count
     return triangle_surface{std::vector<point3>(vertex_count), std::move(triangles)};
 }
 
+/// A small surface and its cache at one width, with the callback's reports.
+struct small_case {
+    small_case(std::vector<tri> triangles, std::size_t vertex_count, link_width width)
+        : surface(surface_of(std::move(triangles), vertex_count)), cache(build_cache(surface, width, log.callback()))
+    {
+    }
+    triangle_surface surface;
+    report_log log;
+    neighbourhood_cache cache;
+};
+
 std::vector<tri> random_triangles(std::size_t n, std::size_t range, std::uint64_t seed)
 {
     std::mt19937_64 random(seed);
@@ -54,14 +65,13 @@ TEST(NeighbourhoodCacheWidth, NarrowWhileLinksFitInThirtyTwoBits)
 TEST(NeighbourhoodCache, EmptySurfaceHasOnlyTheSpareRow)
 {
     for (const link_width width : both_widths) {
-        auto surface = surface_of({}, 3);
-        report_log log;
-        const auto cache = build_cache(surface, width, log.callback());
+        const small_case built({}, 3, width);
+        const auto& cache = built.cache;
         EXPECT_EQ(cache.no_triangle, 0u);
         EXPECT_EQ(cache.triangle_neighbours.size(), 1u);
         EXPECT_EQ(cache.vertex_corners, index_list(3, none));
         EXPECT_TRUE(cache.vertex_triangle_sets.empty());
-        EXPECT_TRUE(log.sorted().empty());
+        EXPECT_TRUE(built.log.sorted().empty());
         EXPECT_TRUE(around(cache, 1).empty());
     }
     triangle_surface nothing;
@@ -73,12 +83,11 @@ TEST(NeighbourhoodCache, EmptySurfaceHasOnlyTheSpareRow)
 TEST(NeighbourhoodCache, SingleTriangleHasThreeBoundaryEdges)
 {
     for (const link_width width : both_widths) {
-        auto surface = surface_of({{0, 1, 2}}, 4);
-        report_log log;
-        const auto cache = build_cache(surface, width, log.callback());
+        const small_case built({{0, 1, 2}}, 4, width);
+        const auto& cache = built.cache;
         EXPECT_EQ(row(cache, 0), (row3{8, 8, 8}));
         EXPECT_EQ(cache.vertex_corners, (index_list{0, 1, 2, none}));  // vertex 3 is free
-        EXPECT_EQ(log.sorted(), (std::vector<edge_report>{{0, 0, true}, {0, 1, true}, {0, 2, true}}));
+        EXPECT_EQ(built.log.sorted(), (std::vector<edge_report>{{0, 0, true}, {0, 1, true}, {0, 2, true}}));
         EXPECT_EQ(around(cache, 1), (index_list{0}));
     }
 }
@@ -86,10 +95,9 @@ TEST(NeighbourhoodCache, SingleTriangleHasThreeBoundaryEdges)
 TEST(NeighbourhoodCache, ClosedTetrahedronKeepsTheLastCornerOfEachVertex)
 {
     for (const link_width width : both_widths) {
-        auto surface = surface_of({{0, 2, 1}, {0, 1, 3}, {1, 2, 3}, {0, 3, 2}}, 4);
-        report_log log;
-        const auto cache = build_cache(surface, width, log.callback());
-        EXPECT_TRUE(log.sorted().empty());
+        const small_case built({{0, 2, 1}, {0, 1, 3}, {1, 2, 3}, {0, 3, 2}}, 4, width);
+        const auto& cache = built.cache;
+        EXPECT_TRUE(built.log.sorted().empty());
         // Triangle 3 holds 0, 3, 2 at corners 0, 1, 2; vertex 1 lies last in triangle 2, corner 0.
         EXPECT_EQ(cache.vertex_corners, (index_list{12, 8, 14, 13}));
         // 0->2 faces edge 2 of triangle 3, 2->1 edge 0 of triangle 2, 1->0 edge 0 of triangle 1.
@@ -102,22 +110,20 @@ TEST(NeighbourhoodCache, ClosedTetrahedronKeepsTheLastCornerOfEachVertex)
 TEST(NeighbourhoodCache, PairFlipTellsWhetherTheTrianglesAgreeInDirection)
 {
     for (const link_width width : both_widths) {
-        auto consistent = surface_of({{0, 1, 2}, {2, 1, 3}}, 4);
-        report_log log;
-        const auto a = build_cache(consistent, width, log.callback());
+        const small_case consistent({{0, 1, 2}, {2, 1, 3}}, 4, width);
+        const auto& a = consistent.cache;
         EXPECT_EQ(row(a, 0), (row3{16, 8, 16}));
         EXPECT_EQ(row(a, 1), (row3{2, 16, 16}));
         // Vertex 2 moves from triangle 1 to the end of its fan in triangle 0.
         EXPECT_EQ(a.vertex_corners, (index_list{0, 5, 2, 6}));
-        EXPECT_EQ(log.sorted().size(), 4u);
+        EXPECT_EQ(consistent.log.sorted().size(), 4u);
 
-        auto turned = surface_of({{0, 1, 2}, {1, 2, 3}}, 4);
-        report_log turned_log;
-        const auto b = build_cache(turned, width, turned_log.callback());
+        const small_case turned({{0, 1, 2}, {1, 2, 3}}, 4, width);
+        const auto& b = turned.cache;
         EXPECT_EQ(row(b, 0), (row3{16, 9, 16}));
         EXPECT_EQ(row(b, 1), (row3{3, 16, 16}));
         EXPECT_EQ(b.vertex_corners, (index_list{0, 1, 5, 6}));
-        EXPECT_EQ(turned_log.sorted().size(), 4u);  // the turned seam is not reported
+        EXPECT_EQ(turned.log.sorted().size(), 4u);  // the turned seam is not reported
         // The walk crosses the seam: both shared vertices are one fan.
         EXPECT_TRUE(b.vertex_triangle_sets.empty());
         EXPECT_EQ(around(b, 1), (index_list{0, 1}));
@@ -147,11 +153,10 @@ TEST(NeighbourhoodCache, TriangleWithARepeatedCornerIsItsOwnNeighbour)
 {
     for (const link_width width : both_widths) {
         for (const tri t : {tri{0, 0, 1}, tri{1, 1, 0}}) {
-            auto surface = surface_of({t}, 2);
-            report_log log;
-            const auto cache = build_cache(surface, width, log.callback());
+            const small_case built({t}, 2, width);
+            const auto& cache = built.cache;
             EXPECT_EQ(row(cache, 0), (row3{8, 4, 2}));
-            EXPECT_EQ(log.sorted(), (std::vector<edge_report>{{0, 0, true}}));
+            EXPECT_EQ(built.log.sorted(), (std::vector<edge_report>{{0, 0, true}}));
             // The doubled vertex ends at corner 0; the fan of the other counts as closed.
             EXPECT_EQ(cache.vertex_corners[t[0]], 0u);
             EXPECT_EQ(cache.vertex_corners[t[2]], 2u);
@@ -163,10 +168,9 @@ TEST(NeighbourhoodCache, TriangleWithARepeatedCornerIsItsOwnNeighbour)
 TEST(NeighbourhoodCache, ThreeTrianglesOnOneEdgeMakeSetVertices)
 {
     for (const link_width width : both_widths) {
-        auto surface = surface_of({{0, 1, 2}, {1, 0, 3}, {0, 1, 4}}, 5);
-        report_log log;
-        const auto cache = build_cache(surface, width, log.callback());
-        const auto reports = log.sorted();
+        const small_case built({{0, 1, 2}, {1, 0, 3}, {0, 1, 4}}, 5, width);
+        const auto& cache = built.cache;
+        const auto reports = built.log.sorted();
         ASSERT_EQ(reports.size(), 7u);
         const auto non_manifold = std::find_if(reports.begin(), reports.end(), [](const edge_report& r) { return !std::get<2>(r); });
         ASSERT_NE(non_manifold, reports.end());
@@ -187,10 +191,9 @@ TEST(NeighbourhoodCache, ThreeTrianglesOnOneEdgeMakeSetVertices)
 TEST(NeighbourhoodCache, BowTieVertexGetsASet)
 {
     for (const link_width width : both_widths) {
-        auto surface = surface_of({{0, 1, 2}, {0, 3, 4}}, 5);
-        report_log log;
-        const auto cache = build_cache(surface, width, log.callback());
-        const auto reports = log.sorted();
+        const small_case built({{0, 1, 2}, {0, 3, 4}}, 5, width);
+        const auto& cache = built.cache;
+        const auto reports = built.log.sorted();
         EXPECT_EQ(reports.size(), 6u);
         EXPECT_TRUE(std::all_of(reports.begin(), reports.end(), [](const edge_report& r) { return std::get<2>(r); }));
         EXPECT_EQ(cache.vertex_corners[0], 3u);
