@@ -51,8 +51,8 @@ triangle_surface jittered(triangle_surface surface, double amount, std::uint64_t
 /// nothing when the file cannot be read.
 std::optional<triangle_surface> read_mesh(const std::string& path);
 
-/// Directory of the shared real meshes ("../shared/meshes" from the project
-/// root), or empty when it is absent.
+/// Directory of the shared real meshes: $ZELKOV_SHARED_MESHES if set, else
+/// "../shared/meshes" from the project root; empty when absent.
 std::string shared_mesh_dir();
 
 }  // namespace Zelkov::Meshgen

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <bit>
 #include <cctype>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -249,7 +250,8 @@ std::optional<triangle_surface> read_mesh(const std::string& path)
 
 std::string shared_mesh_dir()
 {
-    for (const char* candidate : {ZELKOV_SOURCE_DIR "/../shared/meshes", "../shared/meshes"})
+    const char* configured = std::getenv("ZELKOV_SHARED_MESHES");
+    for (const char* candidate : {configured ? configured : "", ZELKOV_SOURCE_DIR "/../shared/meshes", "../shared/meshes"})
         if (std::filesystem::is_directory(candidate))
             return std::filesystem::canonical(candidate).string();
     return {};

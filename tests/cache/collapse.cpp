@@ -1,0 +1,340 @@
+#include <algorithm>
+#include <random>
+#include <set>
+
+#include <gtest/gtest.h>
+
+#include <geometry/neighbourhood_cache.h>
+
+#include "cache/cache_checks.h"
+#include "support/fixtures.h"
+
+namespace {
+
+using namespace Zelkov::Testing;
+using tri = std::array<std::size_t, 3>;
+using row3 = std::array<std::size_t, 3>;
+using index_list = std::vector<std::size_t>;
+using edge = neighbourhood_cache::triangle_edge;
+
+constexpr std::size_t none = SIZE_MAX;
+
+triangle_surface surface_of(std::vector<tri> triangles, std::size_t vertex_count)
+{
+    return triangle_surface{std::vector<point3>(vertex_count), std::move(triangles)};
+}
+
+std::uint32_t code(std::size_t k) { return static_cast<std::uint32_t>(2 * k); }
+
+bool is_set_vertex(const neighbourhood_cache& cache, std::size_t v)
+{
+    return cache.vertex_corners[v] != none && (cache.vertex_corners[v] & 3) == 3;
+}
+
+/// Whether one of the two edges at the corner of the vertex's entry has no neighbour.
+bool entry_at_fan_end(const neighbourhood_cache& cache, std::size_t v)
+{
+    const std::size_t entry = cache.vertex_corners[v];
+    const auto& r = cache.triangle_neighbours[entry >> 2];
+    const std::size_t c = entry & 3;
+    return r[c] >> 3 == cache.no_triangle || r[(c + 2) % 3] >> 3 == cache.no_triangle;
+}
+
+index_list live_triangles_of(const triangle_surface& surface, std::size_t v)
+{
+    index_list out;
+    for (std::size_t t = 0; t < surface.triangles.size(); ++t)
+        if (surface.triangles[t][0] != none && std::count(surface.triangles[t].begin(), surface.triangles[t].end(), v))
+            out.push_back(t);
+    return out;
+}
+
+std::size_t live_count(const triangle_surface& surface) { return live_rows(surface).size(); }
+
+TEST(NeighbourhoodCacheCollapse, PillowVanishesWhole)
+{
+    auto surface = surface_of({{0, 1, 2}, {0, 2, 1}}, 3);
+    neighbourhood_cache cache(surface, {});
+    EXPECT_EQ(cache.collapse_edge(edge{0, code(0)}), 0u);
+    EXPECT_EQ(surface.triangles, (std::vector<tri>{{none, 0, 2}, {none, 2, 0}}));
+    // The twin's links re-point triangle 0 at itself.
+    EXPECT_EQ(cache.triangle_neighbours[0][1], 4u);
+    EXPECT_EQ(cache.triangle_neighbours[0][2], 2u);
+    EXPECT_EQ(cache.vertex_corners, index_list(3, none));
+}
+
+TEST(NeighbourhoodCacheCollapse, SingleTriangleLeavesThreeFreeVertices)
+{
+    for (std::size_t k = 0; k < 3; ++k) {
+        auto surface = surface_of({{0, 1, 2}}, 3);
+        neighbourhood_cache cache(surface, {});
+        EXPECT_EQ(cache.collapse_edge(edge{0, code(k)}), k);
+        EXPECT_EQ(surface.triangles[0][0], none);
+        EXPECT_EQ(cache.vertex_corners, index_list(3, none));
+        EXPECT_TRUE(cache.vertex_triangle_sets.empty());
+    }
+}
+
+// grid(3, 1): a strip of three squares, every vertex on the boundary.
+// Triangles (0,1,5) (0,5,4) (1,2,6) (1,6,5) (2,3,7) (2,7,6).
+TEST(NeighbourhoodCacheCollapse, BoundaryEdgeOfAStripMergesTheFans)
+{
+    auto surface = Zelkov::Meshgen::grid(3, 1);
+    neighbourhood_cache cache(surface, {});
+    EXPECT_EQ(cache.collapse_edge(edge{2, code(0)}), 1u);  // 1 -> 2 along the bottom
+    EXPECT_EQ(live_count(surface), 5u);
+    EXPECT_EQ(surface.triangles[2][0], none);
+    EXPECT_FALSE(is_set_vertex(cache, 1));
+    EXPECT_TRUE(entry_at_fan_end(cache, 1));
+    EXPECT_EQ(cache.vertex_corners[2], none);
+    EXPECT_TRUE(in_step(cache));
+}
+
+TEST(NeighbourhoodCacheCollapse, InteriorEdgeBetweenBoundaryVerticesTakesTheGeneralPath)
+{
+    auto surface = Zelkov::Meshgen::grid(3, 1);
+    neighbourhood_cache cache(surface, {});
+    EXPECT_EQ(cache.collapse_edge(edge{0, code(1)}), 1u);  // 1 -> 5, between triangles 0 and 3
+    EXPECT_EQ(surface.triangles[0][0], none);
+    EXPECT_EQ(surface.triangles[3][0], none);
+    EXPECT_EQ(live_count(surface), 4u);
+    ASSERT_TRUE(is_set_vertex(cache, 1));
+    const auto& star = cache.vertex_triangle_sets[cache.vertex_corners[1] >> 2];
+    EXPECT_EQ(index_list(star.begin(), star.end()), (index_list{1, 2}));
+    EXPECT_EQ(live_triangles_of(surface, 1), (index_list{1, 2}));
+    EXPECT_TRUE(in_step(cache));
+}
+
+// grid(2, 2): vertex 4 is the only interior one.
+// Triangles (0,1,4) (0,4,3) (1,2,5) (1,5,4) (3,4,7) (3,7,6) (4,5,8) (4,8,7).
+TEST(NeighbourhoodCacheCollapse, InteriorVertexOntoABoundaryOneStaysOnThePlainPath)
+{
+    auto surface = Zelkov::Meshgen::grid(2, 2);
+    neighbourhood_cache cache(surface, {});
+    const std::size_t boundary_entry = cache.vertex_corners[1];
+    EXPECT_EQ(boundary_entry >> 2, 2u);  // the end of the fan of 1 away from the collapsed triangles
+    EXPECT_EQ(cache.collapse_edge(edge{3, code(2)}), 4u);  // removes boundary vertex 1
+    EXPECT_EQ(surface.triangles[0][0], none);
+    EXPECT_EQ(surface.triangles[3][0], none);
+    EXPECT_EQ(cache.vertex_corners[4], boundary_entry);  // kept takes the entry of removed
+    EXPECT_TRUE(cache.vertex_triangle_sets.empty());
+    EXPECT_TRUE(in_step(cache));
+
+    auto other = Zelkov::Meshgen::grid(2, 2);
+    neighbourhood_cache reverse(other, {});
+    EXPECT_EQ(reverse.collapse_edge(edge{0, code(1)}), 1u);  // removes interior vertex 4
+    EXPECT_TRUE(reverse.vertex_triangle_sets.empty());
+    EXPECT_TRUE(entry_at_fan_end(reverse, 1));
+    EXPECT_TRUE(in_step(reverse));
+}
+
+TEST(NeighbourhoodCacheCollapse, ClosedRegularMeshLosesTwoTriangles)
+{
+    auto surface = Zelkov::Meshgen::torus(6, 5);
+    neighbourhood_cache cache(surface, {});
+    const tri t = surface.triangles[7];
+    const std::size_t twin = cache.triangle_neighbours[7][0] >> 3;
+    const tri u = surface.triangles[twin];
+    const std::size_t x = u[0] != t[0] && u[0] != t[1] ? u[0] : u[1] != t[0] && u[1] != t[1] ? u[1] : u[2];
+    const std::size_t before_x = live_triangles_of(surface, x).size(), before_y = live_triangles_of(surface, t[2]).size();
+    const std::size_t valence = live_triangles_of(surface, t[0]).size() + live_triangles_of(surface, t[1]).size();
+
+    EXPECT_EQ(cache.collapse_edge(edge{7, code(0) + 1}), t[0]);  // the low bit is not read
+    EXPECT_EQ(surface.triangles.size(), 60u);
+    EXPECT_EQ(surface.vertices.size(), 30u);
+    EXPECT_EQ(live_count(surface), 58u);
+    EXPECT_EQ(surface.triangles[7][0], none);
+    EXPECT_EQ(surface.triangles[twin][0], none);
+    EXPECT_EQ(live_triangles_of(surface, x).size(), before_x - 1);
+    EXPECT_EQ(live_triangles_of(surface, t[2]).size(), before_y - 1);
+    EXPECT_EQ(live_triangles_of(surface, t[0]).size(), valence - 4);
+    EXPECT_TRUE(live_triangles_of(surface, t[1]).empty());
+    EXPECT_TRUE(cache.vertex_triangle_sets.empty());
+    EXPECT_TRUE(in_step(cache));
+}
+
+TEST(NeighbourhoodCacheCollapse, TurnedOverSeamStaysOnThePlainPath)
+{
+    // In grid(3, 3) triangle 8 is (5, 6, 10), all interior; turned over it
+    // runs 6 -> 5 in the same direction as triangle 3, (1, 6, 5).
+    auto surface = Zelkov::Meshgen::grid(3, 3);
+    Zelkov::Geometry::invert(surface, std::vector<std::size_t>{8});
+    ASSERT_EQ(surface.triangles[8], (tri{6, 5, 10}));
+    neighbourhood_cache cache(surface, {});
+    ASSERT_EQ(cache.triangle_neighbours[8][0], 3u * 8 + 1 * 2 + 1);
+    EXPECT_EQ(cache.collapse_edge(edge{8, code(0)}), 6u);
+    EXPECT_EQ(surface.triangles[8][0], none);
+    EXPECT_EQ(surface.triangles[3][0], none);
+    EXPECT_EQ(live_count(surface), 16u);
+    EXPECT_TRUE(cache.vertex_triangle_sets.empty());
+    EXPECT_TRUE(in_step(cache));
+}
+
+TEST(NeighbourhoodCacheCollapse, TriangleWithARepeatedCornerGoesInTheGeneralPath)
+{
+    // Vertex 1 has the fan of triangles 0 and 1 and, apart, triangle 2: a set vertex.
+    auto surface = surface_of({{0, 1, 2}, {2, 1, 3}, {4, 4, 1}}, 5);
+    neighbourhood_cache cache(surface, {});
+    ASSERT_EQ(cache.vertex_corners[1], 3u);
+    EXPECT_EQ(cache.collapse_edge(edge{0, code(0)}), 0u);
+    EXPECT_EQ(surface.triangles, (std::vector<tri>{{none, 0, 2}, {2, 0, 3}, {none, 4, 0}}));
+    // 0 takes over the set of 1, which now holds the survivor.
+    EXPECT_EQ(cache.vertex_corners[0], 3u);
+    EXPECT_EQ(cache.vertex_corners[1], none);
+    EXPECT_EQ(cache.vertex_corners[2], 4u);
+    ASSERT_EQ(cache.vertex_triangle_sets.size(), 1u);
+    EXPECT_EQ(cache.vertex_triangle_sets[0], (std::set<std::size_t>{1}));
+}
+
+/// The triangles holding both a and b.
+std::size_t shared_triangles(const triangle_surface& surface, std::size_t a, std::size_t b)
+{
+    std::size_t count = 0;
+    for (const auto& t : surface.triangles)
+        if (t[0] != none && std::count(t.begin(), t.end(), a) && std::count(t.begin(), t.end(), b)) ++count;
+    return count;
+}
+
+TEST(NeighbourhoodCacheCollapse, EdgeWithAThirdSharedTriangleTakesTheGeneralPath)
+{
+    // Random collapses until two joined vertices share three triangles; that
+    // collapse flattens all three.
+    auto surface = Zelkov::Meshgen::shuffled(Zelkov::Meshgen::icosphere(1), 11);
+    neighbourhood_cache cache(surface, {});
+    std::mt19937_64 random(5);
+    bool found = false;
+    while (!found && live_count(surface) != 0) {
+        for (std::size_t t = 0; t < surface.triangles.size() && !found; ++t)
+            for (std::size_t k = 0; k < 3 && !found && surface.triangles[t][0] != none; ++k) {
+                const std::size_t a = surface.triangles[t][k], b = surface.triangles[t][(k + 1) % 3];
+                if (shared_triangles(surface, a, b) < 3) continue;
+                found = true;
+                const std::size_t live = live_count(surface);
+                const std::size_t shared = shared_triangles(surface, a, b);
+                EXPECT_EQ(cache.collapse_edge(edge{t, code(k)}), a);
+                EXPECT_EQ(live_count(surface), live - shared);
+                EXPECT_TRUE(is_set_vertex(cache, a) || cache.vertex_corners[a] == none);
+                EXPECT_TRUE(in_step(cache));
+            }
+        if (found) break;
+        const auto rows = live_rows(surface);
+        std::size_t t = random() % surface.triangles.size();
+        while (surface.triangles[t][0] == none) t = (t + 1) % surface.triangles.size();
+        cache.collapse_edge(edge{t, code(random() % 3)});
+        ASSERT_TRUE(in_step(cache));
+    }
+    EXPECT_TRUE(found);
+}
+
+// ---------------------------------------------------------------- random runs
+
+triangle_surface turned_every(triangle_surface surface, std::size_t step)
+{
+    std::vector<std::size_t> turn;
+    for (std::size_t t = 0; t < surface.triangles.size(); t += step) turn.push_back(t);
+    Zelkov::Geometry::invert(surface, turn);
+    return surface;
+}
+
+/// Three strips of triangles glued along one spine of `n` edges: every spine
+/// edge has three triangles.
+triangle_surface book(std::size_t n)
+{
+    triangle_surface s{std::vector<point3>((n + 1) * 4), {}};
+    for (std::size_t page = 1; page <= 3; ++page)
+        for (std::size_t i = 0; i < n; ++i) {
+            const std::size_t q = page * (n + 1) + i;
+            s.triangles.push_back({i, i + 1, q});
+            s.triangles.push_back({i + 1, q + 1, q});
+        }
+    return s;
+}
+
+/// `n` random triangles with three different corners among `v` vertices:
+/// piles of non-manifold edges and vertices.
+triangle_surface tangle(std::size_t n, std::size_t v)
+{
+    std::mt19937_64 random(n * v);
+    triangle_surface s{std::vector<point3>(v), std::vector<tri>(n)};
+    for (auto& t : s.triangles)
+        do {
+            for (auto& corner : t) corner = random() % v;
+        } while (t[0] == t[1] || t[1] == t[2] || t[2] == t[0]);
+    return s;
+}
+
+std::vector<triangle_surface> random_run_surfaces()
+{
+    using namespace Zelkov::Meshgen;
+    return {shuffled(torus(9, 7), 1),    shuffled(icosphere(1), 2),        turned_every(torus(8, 6), 5),
+            box(),                       shuffled(grid(8, 6), 3),          turned_every(shuffled(grid(9, 5), 4), 3),
+            fan(10, false),              book(8),                          tangle(80, 24)};
+}
+
+struct run_result {
+    std::vector<tri> triangles;
+    cache_state state;
+    std::size_t collapses;
+};
+
+/// Collapses random edges of random live triangles, checking the cache after
+/// every collapse; stops when `keep` or fewer live triangles remain.
+run_result collapse_at_random(triangle_surface& surface, link_width width, std::uint64_t seed, std::size_t keep)
+{
+    auto cache = build_cache(surface, width);
+    EXPECT_TRUE(in_step(cache));
+    std::mt19937_64 random(seed);
+    const std::size_t rows = surface.triangles.size();
+    std::size_t collapses = 0;
+    for (auto live = live_rows(surface); live.size() > keep; live = live_rows(surface)) {
+        std::size_t t = random() % rows;
+        while (surface.triangles[t][0] == none) t = (t + 1) % rows;
+        const std::size_t k = random() % 3;
+        const tri before = surface.triangles[t];
+        const auto code_with_noise = static_cast<std::uint32_t>(2 * k + random() % 2);
+        EXPECT_EQ(cache.collapse_edge(edge{t, code_with_noise}), before[k]);
+        ++collapses;
+        EXPECT_EQ(surface.triangles[t][0], none);
+        EXPECT_EQ(cache.vertex_corners[before[(k + 1) % 3]], none);
+        EXPECT_EQ(surface.triangles.size(), rows);
+        const auto checked = in_step(cache);
+        EXPECT_TRUE(checked) << "after collapse " << collapses << " of edge " << k << " of " << t << " (seed " << seed << ")";
+        if (!checked) break;
+    }
+    run_result result{surface.triangles, state_of(cache), collapses};
+
+    const auto expected = live_rows(surface);
+    EXPECT_EQ(cache.remove_invalid_triangles(), rows - expected.size());
+    EXPECT_EQ(surface.triangles, expected);
+    EXPECT_TRUE(Zelkov::Geometry::is_valid(surface));
+    EXPECT_TRUE(cache.vertex_corners.empty());
+    EXPECT_TRUE(cache.triangle_neighbours.empty());
+    return result;
+}
+
+TEST(NeighbourhoodCacheCollapse, RandomRunsKeepTheCacheInStep)
+{
+    std::size_t collapses = 0;
+    for (const auto& original : random_run_surfaces())
+        for (std::uint64_t seed = 0; seed < 10; ++seed) {
+            auto surface = original;
+            const std::size_t keep = seed % 2 == 0 ? 0 : original.triangles.size() / 3;
+            collapses += collapse_at_random(surface, link_width::narrow, 100 + seed, keep).collapses;
+            if (HasFailure()) return;
+        }
+    EXPECT_GE(collapses, 2500u);
+}
+
+TEST(NeighbourhoodCacheCollapse, BothWidthsCollapseAlike)
+{
+    for (const auto& original : random_run_surfaces()) {
+        auto narrow = original, wide = original;
+        const auto a = collapse_at_random(narrow, link_width::narrow, 7, original.triangles.size() / 4);
+        const auto b = collapse_at_random(wide, link_width::wide, 7, original.triangles.size() / 4);
+        EXPECT_EQ(a.triangles, b.triangles);
+        EXPECT_EQ(a.state, b.state);
+        EXPECT_EQ(narrow.triangles, wide.triangles);
+    }
+}
+
+}  // namespace
