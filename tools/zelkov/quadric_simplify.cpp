@@ -339,11 +339,14 @@ private:
         return std::nullopt;
     }
 
-    void push_edges_of(std::size_t v)
+    /// Queues the edges from the survivor `v` of a collapse of (a, b). Its
+    /// ring is the union of the two rings the link test took, without a and b.
+    void push_edges_of(std::size_t v, std::size_t a, std::size_t b)
     {
-        live_triangles_of(v, scratch_);
-        ring(v, scratch_, ring_a_);
-        for (std::size_t w : ring_a_) {
+        common_.clear();
+        std::set_union(ring_a_.begin(), ring_a_.end(), ring_b_.begin(), ring_b_.end(), std::back_inserter(common_));
+        for (std::size_t w : common_) {
+            if (w == a || w == b) continue;
             const auto p = plan_for(v, w);
             if (p)
                 queue_.push({p->cost, static_cast<std::uint32_t>(v), static_cast<std::uint32_t>(w), version_[v],
@@ -392,7 +395,7 @@ private:
             died += is_dead(t) && std::find(shared_.begin(), shared_.end(), t) == shared_.end();
         ++counts_.collapses;
         counts_.largest_error = std::max(counts_.largest_error, p->cost);
-        push_edges_of(kept);
+        push_edges_of(kept, c.a, c.b);
         return died;
     }
 
