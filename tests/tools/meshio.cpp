@@ -87,6 +87,10 @@ TEST(MeshRoundTrip, FloatPlyAndStlKeepFloatValues)
         content.encoding = encoding;
         content.float_coordinates = true;
         expect_identical(read_mesh_bytes(ply_bytes(s, content), mesh_format::ply, "f"), s);
+        // Doubles that no float holds come back rounded to float, in every encoding.
+        const triangle_surface rounded = read_mesh_bytes(ply_bytes(awkward_surface(), content), mesh_format::ply, "f");
+        for (std::size_t i = 0; i < rounded.vertices.size(); ++i)
+            EXPECT_EQ(rounded.vertices[i].y, static_cast<double>(static_cast<float>(awkward_surface().vertices[i].y)));
     }
     // STL stores a soup: each triangle comes back with three fresh vertices.
     const triangle_surface back = read_mesh_bytes(stl_bytes(s), mesh_format::stl, "f");
