@@ -4,5 +4,5 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 bash tools/setup_debian.sh
 cmake --preset release >/dev/null
-cmake --build --preset release
-./build/release/tools/zelkov_example
+cmake --build --preset release --target zelkov
+./build/release/tools/zelkov simplify --ratio 0.1 -o build/release/default_mesh_simplified.ply
