@@ -237,10 +237,10 @@ TEST_F(Determinism, ExpandMarkedAcrossSmoothEdges)
         ++checked;
         std::vector<unsigned char> seed(s.triangles.size());
         for (std::size_t t = 0; t < seed.size(); t += 97) seed[t] = 1;
-        for (const auto& [min_marked, angle] : {std::pair{1, pi / 8}, {2, pi / 3}, {0, 0.01}}) {
+        for (const auto& [min_marked, angle] : {std::pair{1, pi / 8}, {2, pi / 3}}) {
             expect_same_in_every_arena(name + ", expand_marked " + std::to_string(min_marked), [&s = s, &seed, min_marked, angle] {
                 std::vector<std::vector<unsigned char>> steps{seed};
-                for (int step = 0; step < 3; ++step) {
+                for (int step = 0; step < 2; ++step) {
                     steps.push_back(steps.back());
                     expand_marked(s, steps.back(), static_cast<std::size_t>(min_marked), angle);
                 }
