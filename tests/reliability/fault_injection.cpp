@@ -102,6 +102,9 @@ bool fails(long allowed, const Op& op)
     }
 }
 
+/// Lets an arena of three threads have three on a machine with fewer cores.
+const oneapi::tbb::global_control allow_three(oneapi::tbb::global_control::max_allowed_parallelism, 3);
+
 /// Total failure points swept, printed at the end as a figure.
 long total_points = 0;
 
@@ -110,8 +113,6 @@ long total_points = 0;
 /// inside parallel bodies on worker threads.
 void sweep_in_arenas(const std::string& what, const std::function<void(long, bool&)>& attempt)
 {
-    // Three threads even on a machine with fewer cores.
-    const oneapi::tbb::global_control allow_three(oneapi::tbb::global_control::max_allowed_parallelism, 3);
     for (const int threads : {1, 3}) {
         const long points = in_arena(threads, [&] { return sweep(attempt); });
         total_points += points;
