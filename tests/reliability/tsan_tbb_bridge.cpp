@@ -11,10 +11,14 @@
 // and the library announces its own lock and queue hand-overs. This library
 // is such a tool: it turns "releasing" into __tsan_release and "acquired"
 // into __tsan_acquire on the same address, so a race is reported only where
-// no oneTBB hand-over orders the two accesses. It adds no ordering of its
-// own beyond one more edge that any allocator gives: a block of task memory
-// freed on one thread and handed out again on another (tsan knows this edge
-// for malloc and free, not for oneTBB's small-object pool).
+// no oneTBB hand-over orders the two accesses. Two more edges are added
+// here, both of which oneTBB makes with atomics inside the library: a block
+// of task memory freed on one thread and handed out again on another (tsan
+// knows this edge for malloc and free, not for oneTBB's small-object pool),
+// and the last decrement of a wait object's count before the waiter returns
+// (the waiter reads the count inside libtbb; the header announces the
+// release before that decrement, so without the edge the decrement races
+// with whatever later reuses the waiter's stack).
 //
 // Linked into the test programs of the tsan build. Its constructor points
 // oneTBB's ITT loader at this library before oneTBB starts.
@@ -22,20 +26,11 @@
 #include <dlfcn.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 
-namespace tbb::detail {
-namespace d1 {
-class small_object_pool;
-struct execution_data;
-}  // namespace d1
-namespace r1 {
-void* allocate(d1::small_object_pool*& pool, std::size_t size);
-void* allocate(d1::small_object_pool*& pool, std::size_t size, const d1::execution_data& ed);
-void deallocate(d1::small_object_pool& pool, void* p, std::size_t size);
-void deallocate(d1::small_object_pool& pool, void* p, std::size_t size, const d1::execution_data& ed);
-}  // namespace r1
-}  // namespace tbb::detail
+#include <oneapi/tbb/detail/_small_object_pool.h>
+#include <oneapi/tbb/detail/_task.h>
 
 extern "C" {
 void __tsan_acquire(void* addr);
@@ -124,6 +119,43 @@ void deallocate(d1::small_object_pool& pool, void* p, std::size_t size, const d1
         next<real_t>("_ZN3tbb6detail2r110deallocateERNS0_2d117small_object_poolEPvmRKNS2_14execution_dataE");
     __tsan_release(p);
     real(pool, p, size, ed);
+}
+
+// ---------------------------------------------------------------- waiting
+//
+// A wait returns when the count of its wait object has dropped to zero; the
+// worker's decrement of the count is an atomic write that the waiter then
+// acquires.
+
+namespace {
+
+// The count follows one 64-bit word of version and traits.
+static_assert(sizeof(d1::wait_context) == 2 * sizeof(std::uint64_t));
+
+void acquire_count(d1::wait_context& wait)
+{
+    __tsan_acquire(reinterpret_cast<char*>(&wait) + sizeof(std::uint64_t));
+}
+
+}  // namespace
+
+void execute_and_wait(d1::task& t, d1::task_group_context& t_ctx, d1::wait_context& wait,
+                      d1::task_group_context& w_ctx)
+{
+    using real_t = void (*)(d1::task&, d1::task_group_context&, d1::wait_context&, d1::task_group_context&);
+    static const auto real = next<real_t>(
+        "_ZN3tbb6detail2r116execute_and_waitERNS0_2d14taskERNS2_18task_group_contextERNS2_12wait_contextES6_");
+    real(t, t_ctx, wait, w_ctx);
+    acquire_count(wait);
+}
+
+void wait(d1::wait_context& wait, d1::task_group_context& ctx)
+{
+    using real_t = void (*)(d1::wait_context&, d1::task_group_context&);
+    static const auto real =
+        next<real_t>("_ZN3tbb6detail2r14waitERNS0_2d112wait_contextERNS2_18task_group_contextE");
+    real(wait, ctx);
+    acquire_count(wait);
 }
 
 }  // namespace tbb::detail::r1
