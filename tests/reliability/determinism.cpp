@@ -100,8 +100,8 @@ triangle_surface big_torus()
     return shuffled(jittered(torus_with_about(torus_triangles), 1e-3, 11), 12);
 }
 
-/// A soup with duplicate and turned-over triangles, free points and a bow
-/// tie: much to merge, several triangles on many edges.
+/// A soup with duplicate, turned-over and degenerate triangles, free points
+/// and signed zeros: much to merge, several triangles on many edges.
 triangle_surface messy()
 {
     using namespace Zelkov::Meshgen;
