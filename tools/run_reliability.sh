@@ -13,9 +13,22 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+# clang and its libFuzzer runtime (a recommendation of clang, which
+# tools/setup_debian.sh would not bring).
+install_clang() {
+    local missing=()
+    for p in clang libclang-rt-14-dev; do
+        dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+    done
+    if [ ${#missing[@]} -gt 0 ]; then
+        DEBIAN_FRONTEND=noninteractive apt-get update -qq
+        DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
+    fi
+}
+
 run_fuzz() {
     local seconds=$1
-    command -v clang++ >/dev/null || { echo "the fuzz targets need clang (apt-get install clang)" >&2; exit 1; }
+    install_clang
     cmake --preset fuzz >/dev/null
     cmake --build --preset fuzz
     local bin=build/fuzz/tests/fuzz/library corpus=build/fuzz/corpus artifacts=build/fuzz/artifacts
