@@ -1,5 +1,6 @@
 #include <geometry/measures.h>
 
+#include <limits>
 #include <utility>
 
 #include <Eigen/SVD>
@@ -60,6 +61,14 @@ Eigen::Matrix3d shell_inertia_tensor(const triangle_surface& surface, const poin
 
 principal_axes principal_axes_of(const Eigen::Matrix3d& tensor)
 {
+    // The decomposition refuses a tensor with a NaN or infinite element and
+    // then leaves U and the singular values unwritten; reading them would give
+    // whatever the stack held, different from call to call. Such a tensor has
+    // NaN axes and moments instead.
+    if (!tensor.allFinite()) {
+        const double nan = std::numeric_limits<double>::quiet_NaN();
+        return {{vec3{nan, nan, nan}, vec3{nan, nan, nan}, vec3{nan, nan, nan}}, {nan, nan, nan}};
+    }
     const Eigen::BDCSVD<Eigen::Matrix3d> svd(tensor, Eigen::ComputeFullU | Eigen::ComputeFullV);
     const Eigen::Matrix3d& u = svd.matrixU();
     const auto& values = svd.singularValues();
