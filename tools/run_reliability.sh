@@ -48,6 +48,22 @@ run_fuzz() {
         runs=$(grep -o 'stat::number_of_executed_units: *[0-9]*' "$log" | grep -o '[0-9]*$' || echo "?")
         summary+=("library_${target}_fuzzer: $runs inputs in ${seconds} s, corpus $(ls "$corpus/$target" | wc -l) files")
     done
+    # The file readers of the command-line program, seeded with the small shared meshes.
+    for format in stl obj ply off; do
+        local seeds=$corpus/read_$format log=build/fuzz/read_$format.log
+        mkdir -p "$seeds"
+        find ../shared/meshes -maxdepth 1 -name "*.$format" -size -400k -exec cp -n {} "$seeds/" \; 2>/dev/null || true
+        echo "== fuzz_read_$format, ${seconds} s"
+        if ! build/fuzz/tests/fuzz/fuzz_read_$format -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 \
+                -print_final_stats=1 -artifact_prefix="$artifacts/read_$format-" "$seeds" >"$log" 2>&1; then
+            tail -n 60 "$log"
+            echo "fuzz_read_$format failed; input kept in $artifacts" >&2
+            exit 1
+        fi
+        local runs
+        runs=$(grep -o 'stat::number_of_executed_units: *[0-9]*' "$log" | grep -o '[0-9]*$' || echo "?")
+        summary+=("fuzz_read_$format: $runs inputs in ${seconds} s")
+    done
     printf '%s\n' "${summary[@]}"
 }
 
