@@ -2,7 +2,7 @@
 """Turns the tab-separated output of bench_peers (one run per thread count)
 into bench/RESULTS.md. Usage: make_results.py META OUT TSV..."""
 
-import statistics
+import os
 import sys
 from collections import OrderedDict, defaultdict
 
@@ -177,6 +177,11 @@ out.append('|---|---|--:|')
 for op, impl, inp, s in sorted(speedups):
     out.append(f'| {impl} | {inp} | {s:.2f} |')
 out.append('')
+# The hand-written explanation of the missed targets (profiles and arithmetic).
+analysis = os.path.join(os.path.dirname(os.path.abspath(__file__)), 'analysis.md')
+if os.path.exists(analysis):
+    with open(analysis) as f:
+        out.append(f.read())
 for title, ops, ours_impl, note in TABLES:
     out.append(f'## {title}')
     out.append('')
