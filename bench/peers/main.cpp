@@ -249,10 +249,13 @@ std::string size_name(std::size_t n)
     return std::to_string(n);
 }
 
+/// The subdivision level whose 20 * 4^levels triangles lie nearest to `triangles`
+/// (by ratio): 6 for 100k (81,920), 8 for 1M (1,310,720).
 unsigned icosphere_levels_for(std::size_t triangles)
 {
     unsigned levels = 0;
-    while (20 * (std::size_t{1} << (2 * (levels + 1))) <= triangles * 13 / 10) ++levels;
+    // 20 * 4^(l+1) < 2 * triangles: the wish lies above 2 * 20 * 4^l, the geometric mean of this level and the next.
+    while (20 * (std::size_t{1} << (2 * (levels + 1))) < 2 * triangles) ++levels;
     return levels;
 }
 
