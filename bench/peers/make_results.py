@@ -141,7 +141,7 @@ vals = [ratio('unique', 'CGAL merge_duplicate_points + _polygons', 'unique', 'ou
 target('unique on a soup vs CGAL', vals, lambda v: min(x for x in v if x) >= 3, '>= 3x faster')
 vals = [ratio('unique', 'Open3D RemoveDuplicatedVertices + Triangles', 'unique', 'ours unique', i) for i in big_soups]
 target('unique on a soup vs Open3D', vals, lambda v: min(x for x in v if x) >= 3, '>= 3x faster')
-targets.append('| `simplify` 1M -> 500k vs meshopt / OpenMesh Decimater / CGAL / Open3D | >= 10x OpenMesh, within 1.5x meshopt | not measured | not paired yet (the program's `simplify` was written alongside this suite) |')
+targets.append('| `simplify` 1M -> 500k vs meshopt / OpenMesh Decimater / CGAL / Open3D | >= 10x OpenMesh, within 1.5x meshopt | not measured | not paired yet (the simplify of the command-line program was written alongside this suite) |')
 
 speedups = []
 for (op, inp, impl), d in by.items():
