@@ -198,6 +198,11 @@ std::size_t neighbourhood_cache::collapse_edge(const triangle_edge& edge)
     const std::size_t k = edge.edge_code / 2;
     const std::size_t kept = surface.triangles[t][k];
     const std::size_t removed = surface.triangles[t][next_index[k]];
+    // On a large surface each load below tends to miss the cache, and the walk
+    // round `removed` is a chain of them; the entries read after the walk are
+    // fetched now, so that their misses overlap the chain.
+    __builtin_prefetch(&vertex_corners[kept]);
+    __builtin_prefetch(&triangle_neighbours[t]);
     const std::size_t removed_entry = vertex_corners[removed];
 
     // The triangles are rewritten before any test that may hand over to the

@@ -1,0 +1,111 @@
+#pragma once
+// The side-by-side benchmark of Zelkov.Trimesh.Core against peer mesh
+// libraries. Each implementation lives in its own compile unit (CGAL's are
+// split small because CGAL is slow to compile) and exposes plain functions
+// that take the shared input, do their untimed setup, time only the paired
+// work through a `stopwatch`, and return a check value (a count that the
+// report shows, so that a peer doing less or more work is visible).
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <geometry/triangle_surface.h>
+
+namespace Zelkov::Peers {
+
+using Zelkov::Geometry::triangle_surface;
+
+/// Times one stretch of a run. Between `start` and `stop` the harness also
+/// tracks the peak of heap bytes in use (when counting is switched on).
+class stopwatch {
+public:
+    void start();
+    void stop();
+    double seconds() const { return seconds_; }
+    double peak_bytes() const { return peak_bytes_; }
+
+private:
+    double started_ = 0;
+    double seconds_ = 0;
+    double peak_bytes_ = 0;
+    std::size_t heap_base_ = 0;
+};
+
+/// One collapse of a fixed sequence, replayed identically by every library:
+/// our edge name, and the vertex kept and the vertex removed.
+struct collapse_step {
+    std::size_t triangle;
+    std::uint32_t edge_code;
+    std::size_t kept;
+    std::size_t removed;
+};
+
+/// A benchmark input: the surface and, made on demand, a collapse sequence.
+struct bench_input {
+    std::string name;
+    std::string kind;  // "closed", "fan", "soup", "real"
+    triangle_surface surface;
+    std::vector<collapse_step> collapses;
+};
+
+// The collapse policy shared by every library: shortest edge first (midpoint
+// placement), an edge taken only when its ends share exactly two neighbours and
+// both have more than three, until `target` triangles remain.
+std::vector<collapse_step> make_collapse_sequence(const triangle_surface& surface, std::size_t target);
+
+// ---------------------------------------------------------------- ours (run inside the harness's arena)
+std::size_t ours_map(const bench_input&, stopwatch&);
+std::size_t ours_cache(const bench_input&, stopwatch&);
+std::size_t ours_collapse(const bench_input&, stopwatch&);
+std::size_t ours_collapse_with_link_test(const bench_input&, stopwatch&);
+std::size_t ours_compaction(const bench_input&, stopwatch&);
+std::size_t ours_compaction_and_free_points(const bench_input&, stopwatch&);
+std::size_t ours_unique(const bench_input&, stopwatch&);
+std::size_t ours_unique_vertices(const bench_input&, stopwatch&);
+std::size_t ours_neighbours_with_build(const bench_input&, stopwatch&);
+std::size_t ours_neighbours(const bench_input&, stopwatch&);
+std::size_t ours_sharp_edges(const bench_input&, stopwatch&);
+std::size_t ours_curvature_with_build(const bench_input&, stopwatch&);
+std::size_t ours_curvature(const bench_input&, stopwatch&);
+std::size_t ours_smooth_with_build(const bench_input&, stopwatch&);
+std::size_t ours_smooth(const bench_input&, stopwatch&);
+std::size_t ours_measures(const bench_input&, stopwatch&);
+
+// ---------------------------------------------------------------- in-house floor
+std::size_t csr_floor_map(const bench_input&, stopwatch&);
+
+// ---------------------------------------------------------------- OpenMesh
+std::size_t openmesh_build(const bench_input&, stopwatch&);
+std::size_t openmesh_collapse(const bench_input&, stopwatch&);
+std::size_t openmesh_garbage_collection(const bench_input&, stopwatch&);
+std::size_t openmesh_face_face_with_build(const bench_input&, stopwatch&);
+std::size_t openmesh_face_face(const bench_input&, stopwatch&);
+std::size_t openmesh_jacobi_laplace(const bench_input&, stopwatch&);
+
+// ---------------------------------------------------------------- CGAL
+std::size_t cgal_build(const bench_input&, stopwatch&);
+std::size_t cgal_collapse(const bench_input&, stopwatch&);
+std::size_t cgal_collect_garbage(const bench_input&, stopwatch&);
+std::size_t cgal_merge_duplicates(const bench_input&, stopwatch&);
+std::size_t cgal_sharp_edges_with_build(const bench_input&, stopwatch&);
+std::size_t cgal_sharp_edges(const bench_input&, stopwatch&);
+std::size_t cgal_measures(const bench_input&, stopwatch&);
+/// Whether CGAL's soup-to-mesh conversion accepts the input (its precondition).
+bool cgal_accepts(const bench_input&);
+
+// ---------------------------------------------------------------- meshoptimizer
+std::size_t meshopt_vertex_remap(const bench_input&, stopwatch&);
+
+// ---------------------------------------------------------------- Open3D (OpenMP; OMP_NUM_THREADS set by the caller)
+std::size_t open3d_remove_duplicates(const bench_input&, stopwatch&);
+std::size_t open3d_edge_to_triangles(const bench_input&, stopwatch&);
+std::size_t open3d_smooth_simple(const bench_input&, stopwatch&);
+
+/// The number of smoothing iterations used by every smoothing pairing.
+inline constexpr std::size_t smoothing_iterations = 10;
+/// The sharp-edge angle in degrees used by every sharp-edge pairing.
+inline constexpr double sharp_angle_degrees = 30.0;
+
+}  // namespace Zelkov::Peers

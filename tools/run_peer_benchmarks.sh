@@ -1,0 +1,74 @@
+#!/usr/bin/env bash
+# Runs the side-by-side benchmark against the peer libraries and writes
+# bench/RESULTS.md. Installs the peers' Debian packages (needs root), builds
+# the program in build/peers with -DZELKOV_BENCH_PEERS=ON (never part of the
+# default build or CI), runs it with one and with two threads, and turns the
+# output into the report.
+#
+#   tools/run_peer_benchmarks.sh [--no-install] [--sizes 100000,1000000] [--inputs LIST] [--reps-scale X]
+#
+# LIST names the generated inputs to run, comma-separated (a trailing * matches
+# any rest); the default keeps the whole run near 20 minutes on two cores. The
+# real meshes of $ZELKOV_SHARED_MESHES (default: ../shared/meshes beside the
+# project) with at least 4000 triangles are always run.
+#
+# Our operations run in a oneTBB arena of the given thread count, Open3D with
+# OMP_NUM_THREADS set to the same count.
+set -euo pipefail
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+install=1
+sizes=100000,1000000
+reps_scale=0.6
+inputs='torus 1M,torus 1M shuffled,icosphere 1M shuffled,torus 1M soup,*100k*'
+extra=()
+while [[ $# -gt 0 ]]; do
+    case $1 in
+        --no-install) install=0 ;;
+        --sizes) sizes=$2; shift ;;
+        --reps-scale) reps_scale=$2; shift ;;
+        --inputs) inputs=$2; shift ;;
+        --) shift; extra=("$@"); break ;;
+        *) echo "unknown argument $1" >&2; exit 2 ;;
+    esac
+    shift
+done
+
+packages=(libopenmesh-dev libcgal-dev libmeshoptimizer-dev libopen3d-dev)
+if [[ $install == 1 ]]; then
+    missing=()
+    for p in "${packages[@]}"; do dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p"); done
+    if [[ ${#missing[@]} -gt 0 ]]; then
+        apt-get update
+        DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"
+    fi
+fi
+
+build=$root/build/peers
+cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+    -DZELKOV_BENCH_PEERS=ON -DZELKOV_BUILD_TESTS=OFF >/dev/null
+cmake --build "$build" --target bench_peers -j 2
+
+export ZELKOV_SHARED_MESHES=${ZELKOV_SHARED_MESHES:-$root/../shared/meshes}
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+program=$build/bench/peers/bench_peers
+
+versions() {
+    for p in "${packages[@]}"; do printf '%s %s; ' "$p" "$(dpkg-query -W -f '${Version}' "$p" 2>/dev/null || echo absent)"; done
+}
+{
+    echo "date=$(date -u '+%Y-%m-%d %H:%M UTC')"
+    echo "commit=$(git -C "$root" rev-parse --short HEAD 2>/dev/null || echo unknown)"
+    echo "machine=$(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2 | sed 's/^ *//'), $(nproc) hardware threads, $(awk '/MemTotal/ {printf "%.0f GiB", $2 / 1048576}' /proc/meminfo)"
+    echo "peers=$(versions)"
+    echo "load before the run (uptime)=$(uptime | sed 's/.*load average/load average/')"
+} >"$work/meta"
+
+OMP_NUM_THREADS=1 "$program" --threads 1 --sizes "$sizes" --inputs "$inputs" --reps-scale "$reps_scale" ${extra[@]+"${extra[@]}"} | tee "$work/t1.tsv"
+OMP_NUM_THREADS=2 "$program" --threads 2 --parallel-only --sizes "$sizes" --inputs "$inputs" --reps-scale "$reps_scale" ${extra[@]+"${extra[@]}"} | tee "$work/t2.tsv"
+
+echo "load after the run (uptime)=$(uptime | sed 's/.*load average/load average/')" >>"$work/meta"
+echo "command=tools/run_peer_benchmarks.sh --sizes $sizes --inputs '$inputs' --reps-scale $reps_scale ${extra[*]+${extra[*]}}" >>"$work/meta"
+python3 "$root/bench/peers/make_results.py" "$work/meta" "$root/bench/RESULTS.md" "$work/t1.tsv" "$work/t2.tsv"
+echo "wrote $root/bench/RESULTS.md"
