@@ -19,6 +19,8 @@
 
 #include <geometry/neighbourhood_cache.h>
 
+#include "shortest_edge_policy.h"
+
 #include "meshgen.h"
 
 // ---------------------------------------------------------------- heap accounting
@@ -114,104 +116,6 @@ BENCHMARK(BM_construction)
 
 // ---------------------------------------------------------------- collapses
 
-struct queued_edge {
-    double length_sqr;
-    std::size_t triangle;
-    std::uint32_t edge;
-    std::size_t from, to;
-    bool operator>(const queued_edge& other) const { return length_sqr > other.length_sqr; }
-};
-
-/// Shortest edge first, with a link condition of its own: the two ends must
-/// share exactly two neighbours, so that the closed surface stays a manifold
-/// and every collapse takes the plain path.
-class shortest_edge_simplifier {
-public:
-    shortest_edge_simplifier(triangle_surface& surface, neighbourhood_cache& cache) : surface_(surface), cache_(cache)
-    {
-        for (std::size_t t = 0; t < surface.triangles.size(); ++t)
-            for (std::uint32_t e = 0; e < 3; ++e)
-                if (surface.triangles[t][e] < surface.triangles[t][(e + 1) % 3]) push(t, e);
-    }
-
-    /// Collapses until `target` live triangles remain; returns the collapses done, in order.
-    std::vector<neighbourhood_cache::triangle_edge> run(std::size_t target)
-    {
-        std::vector<neighbourhood_cache::triangle_edge> done;
-        std::size_t live = surface_.triangles.size();
-        while (live > target && !queue_.empty()) {
-            const queued_edge candidate = queue_.top();
-            queue_.pop();
-            if (!current(candidate) || !link_condition(candidate.from, candidate.to)) continue;
-            const neighbourhood_cache::triangle_edge edge{candidate.triangle, candidate.edge * 2};
-            const std::size_t kept = cache_.collapse_edge(edge);
-            done.push_back(edge);
-            live -= 2;
-            auto& p = surface_.vertices[kept];
-            const auto& q = surface_.vertices[candidate.to];
-            p = {(p.x + q.x) / 2, (p.y + q.y) / 2, (p.z + q.z) / 2};
-            requeue_around(kept);
-        }
-        return done;
-    }
-
-private:
-    double length_sqr(std::size_t a, std::size_t b) const
-    {
-        const auto& p = surface_.vertices[a];
-        const auto& q = surface_.vertices[b];
-        return (p.x - q.x) * (p.x - q.x) + (p.y - q.y) * (p.y - q.y) + (p.z - q.z) * (p.z - q.z);
-    }
-
-    void push(std::size_t t, std::uint32_t e)
-    {
-        const std::size_t a = surface_.triangles[t][e], b = surface_.triangles[t][(e + 1) % 3];
-        queue_.push({length_sqr(a, b), t, e, a, b});
-    }
-
-    bool current(const queued_edge& c) const
-    {
-        const auto& t = surface_.triangles[c.triangle];
-        return t[0] != SIZE_MAX && t[c.edge] == c.from && t[(c.edge + 1) % 3] == c.to &&
-               length_sqr(c.from, c.to) == c.length_sqr;
-    }
-
-    std::vector<std::size_t>& ring(std::size_t v, std::vector<std::size_t>& out)
-    {
-        star_.clear();
-        cache_.append_vertex_triangles(v, star_);
-        out.clear();
-        for (const std::size_t t : star_)
-            for (const std::size_t w : surface_.triangles[t])
-                if (w != v) out.push_back(w);
-        std::sort(out.begin(), out.end());
-        out.erase(std::unique(out.begin(), out.end()), out.end());
-        return out;
-    }
-
-    bool link_condition(std::size_t a, std::size_t b)
-    {
-        ring(a, ring_a_);
-        ring(b, ring_b_);
-        common_.clear();
-        std::set_intersection(ring_a_.begin(), ring_a_.end(), ring_b_.begin(), ring_b_.end(), std::back_inserter(common_));
-        return common_.size() == 2 && ring_a_.size() > 3 && ring_b_.size() > 3;
-    }
-
-    void requeue_around(std::size_t v)
-    {
-        star_.clear();
-        cache_.append_vertex_triangles(v, star_);
-        for (const std::size_t t : star_)
-            for (std::uint32_t e = 0; e < 3; ++e)
-                if (surface_.triangles[t][e] == v) push(t, e);  // each edge at v starts at v in one triangle
-    }
-
-    triangle_surface& surface_;
-    neighbourhood_cache& cache_;
-    std::priority_queue<queued_edge, std::vector<queued_edge>, std::greater<>> queue_;
-    std::vector<std::size_t> star_, ring_a_, ring_b_, common_;
-};
 
 /// Simplifies to a tenth of the triangles, then replays the same collapses
 /// on a fresh cache: the first time includes the caller's queue and link
@@ -224,7 +128,7 @@ void BM_collapse_to_tenth(benchmark::State& state)
     for (auto _ : state) {
         auto surface = original;
         neighbourhood_cache cache(surface, {});
-        shortest_edge_simplifier simplifier(surface, cache);
+        Zelkov::Bench::shortest_edge_policy simplifier(surface, cache);
         auto start = clock_type::now();
         const auto sequence = simplifier.run(target);
         simplify_seconds += std::chrono::duration<double>(clock_type::now() - start).count();
@@ -232,7 +136,8 @@ void BM_collapse_to_tenth(benchmark::State& state)
         auto again = original;
         neighbourhood_cache fresh(again, {});
         start = clock_type::now();
-        for (const auto& edge : sequence) benchmark::DoNotOptimize(fresh.collapse_edge(edge));
+        for (const auto& step : sequence)
+            benchmark::DoNotOptimize(fresh.collapse_edge({step.triangle, step.edge_code}));
         const double replay = std::chrono::duration<double>(clock_type::now() - start).count();
         replay_seconds += replay;
         state.SetIterationTime(replay);

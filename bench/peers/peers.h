@@ -13,6 +13,8 @@
 
 #include <geometry/triangle_surface.h>
 
+#include "../shortest_edge_policy.h"
+
 namespace Zelkov::Peers {
 
 using Zelkov::Geometry::triangle_surface;
@@ -35,12 +37,7 @@ private:
 
 /// One collapse of a fixed sequence, replayed identically by every library:
 /// our edge name, and the vertex kept and the vertex removed.
-struct collapse_step {
-    std::size_t triangle;
-    std::uint32_t edge_code;
-    std::size_t kept;
-    std::size_t removed;
-};
+using collapse_step = Zelkov::Bench::collapse_step;
 
 /// A benchmark input: the surface and, made on demand, a collapse sequence.
 struct bench_input {
