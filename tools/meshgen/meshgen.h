@@ -1,6 +1,6 @@
 #pragma once
-// Generated test and benchmark meshes, and a small reader for the OBJ, OFF,
-// STL and PLY files used by tests and benchmarks. Not part of the library.
+// Generated test and benchmark meshes, and the reading of the real mesh files
+// that tests and benchmarks use. Not part of the library.
 
 #include <cstdint>
 #include <optional>
@@ -47,8 +47,8 @@ triangle_surface soup(const triangle_surface& surface);
 triangle_surface jittered(triangle_surface surface, double amount, std::uint64_t seed);
 
 /// Reads an OBJ (polygons fan-triangulated), OFF, STL (binary or ASCII) or PLY
-/// (ASCII or binary, either endianness) file as stored: no welding. Returns
-/// nothing when the file cannot be read.
+/// (ASCII or binary, either endianness) file as stored, with no welding, through
+/// the program's mesh I/O. Returns nothing when the file cannot be read.
 std::optional<triangle_surface> read_mesh(const std::string& path);
 
 /// Directory of the shared real meshes: $ZELKOV_SHARED_MESHES if set, else
