@@ -26,43 +26,41 @@ install_clang() {
     fi
 }
 
+# Runs one fuzz target on its corpus for `seconds`; stops the script on a
+# failure, keeping the input. Appends the target's figures to `summary`.
+fuzz_one() {
+    local name=$1 binary=$2 corpus=$3 seconds=$4 artifacts=build/fuzz/artifacts
+    local log=build/fuzz/$name.log
+    echo "== $name, ${seconds} s"
+    if ! "$binary" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 \
+            -print_final_stats=1 -artifact_prefix="$artifacts/$name-" "$corpus" >"$log" 2>&1; then
+        tail -n 60 "$log"
+        echo "$name failed; input kept in $artifacts" >&2
+        exit 1
+    fi
+    local runs
+    runs=$(grep -o 'stat::number_of_executed_units: *[0-9]*' "$log" | grep -o '[0-9]*$' || echo "?")
+    summary+=("$name: $runs inputs in ${seconds} s, corpus $(ls "$corpus" | wc -l) files")
+}
+
 run_fuzz() {
     local seconds=$1
     install_clang
     cmake --preset fuzz >/dev/null
     cmake --build --preset fuzz
-    local bin=build/fuzz/tests/fuzz/library corpus=build/fuzz/corpus artifacts=build/fuzz/artifacts
-    mkdir -p "$artifacts"
+    local bin=build/fuzz/tests/fuzz/library corpus=build/fuzz/corpus
+    mkdir -p build/fuzz/artifacts
     "$bin/library_seeds" "$corpus"
-    local summary=()
+    summary=()
     for target in construction whole_surface edits cache; do
-        local log=build/fuzz/library_$target.log
-        echo "== library_${target}_fuzzer, ${seconds} s"
-        if ! "$bin/library_${target}_fuzzer" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 \
-                -print_final_stats=1 -artifact_prefix="$artifacts/${target}-" "$corpus/$target" >"$log" 2>&1; then
-            tail -n 60 "$log"
-            echo "library_${target}_fuzzer failed; input kept in $artifacts" >&2
-            exit 1
-        fi
-        local runs
-        runs=$(grep -o 'stat::number_of_executed_units: *[0-9]*' "$log" | grep -o '[0-9]*$' || echo "?")
-        summary+=("library_${target}_fuzzer: $runs inputs in ${seconds} s, corpus $(ls "$corpus/$target" | wc -l) files")
+        fuzz_one "library_${target}_fuzzer" "$bin/library_${target}_fuzzer" "$corpus/$target" "$seconds"
     done
     # The file readers of the command-line program, seeded with the small shared meshes.
     for format in stl obj ply off; do
-        local seeds=$corpus/read_$format log=build/fuzz/read_$format.log
-        mkdir -p "$seeds"
-        find ../shared/meshes -maxdepth 1 -name "*.$format" -size -400k -exec cp -n {} "$seeds/" \; 2>/dev/null || true
-        echo "== fuzz_read_$format, ${seconds} s"
-        if ! build/fuzz/tests/fuzz/fuzz_read_$format -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 \
-                -print_final_stats=1 -artifact_prefix="$artifacts/read_$format-" "$seeds" >"$log" 2>&1; then
-            tail -n 60 "$log"
-            echo "fuzz_read_$format failed; input kept in $artifacts" >&2
-            exit 1
-        fi
-        local runs
-        runs=$(grep -o 'stat::number_of_executed_units: *[0-9]*' "$log" | grep -o '[0-9]*$' || echo "?")
-        summary+=("fuzz_read_$format: $runs inputs in ${seconds} s")
+        mkdir -p "$corpus/read_$format"
+        find ../shared/meshes -maxdepth 1 -name "*.$format" -size -400k \
+            -exec cp -n {} "$corpus/read_$format/" \; 2>/dev/null || true
+        fuzz_one "fuzz_read_$format" "build/fuzz/tests/fuzz/fuzz_read_$format" "$corpus/read_$format" "$seconds"
     done
     printf '%s\n' "${summary[@]}"
 }

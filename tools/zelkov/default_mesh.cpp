@@ -1,5 +1,7 @@
 #include "default_mesh.h"
 
+#include "meshgen.h"
+
 #include <algorithm>
 #include <cmath>
 #include <random>
@@ -54,13 +56,7 @@ Zelkov::Geometry::triangle_surface default_mesh(std::size_t triangles)
                                   height + jitter(random)});
         }
     }
-    auto id = [nu, nv](std::size_t i, std::size_t j) { return (i % nu) * nv + (j % nv); };
-    s.triangles.reserve(2 * nu * nv);
-    for (std::size_t i = 0; i < nu; ++i)
-        for (std::size_t j = 0; j < nv; ++j) {
-            s.triangles.push_back({id(i, j), id(i + 1, j), id(i + 1, j + 1)});
-            s.triangles.push_back({id(i, j), id(i + 1, j + 1), id(i, j + 1)});
-        }
+    s.triangles = Zelkov::Meshgen::wrapped_grid_triangles(nu, nv);
     return s;
 }
 
