@@ -6,14 +6,14 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <queue>
 #include <stdexcept>
 
-#include <Eigen/Dense>
-#include <boost/heap/d_ary_heap.hpp>
 #include <oneapi/tbb/parallel_sort.h>
 #include <oneapi/tbb/blocked_range.h>
 #include <oneapi/tbb/concurrent_vector.h>
 #include <oneapi/tbb/parallel_for.h>
+#include <oneapi/tbb/task_arena.h>
 
 #include <geometry/neighbourhood_cache.h>
 
@@ -63,17 +63,20 @@ struct quadric {
                z * (q[2] * x + q[4] * y + q[5] * z) + 2.0 * (q[6] * x + q[7] * y + q[8] * z) + q[9];
     }
 
-    /// The minimiser of E, when A is well enough conditioned to trust it.
+    /// The minimiser of E, when A is well enough conditioned to trust it:
+    /// A^-1 (-b) from the cofactors of the symmetric A.
     std::optional<point3> minimiser() const
     {
-        Eigen::Matrix3d a;
-        a << q[0], q[1], q[2], q[1], q[3], q[4], q[2], q[4], q[5];
+        const double c00 = q[3] * q[5] - q[4] * q[4], c01 = q[2] * q[4] - q[1] * q[5], c02 = q[1] * q[4] - q[2] * q[3];
+        const double c11 = q[0] * q[5] - q[2] * q[2], c12 = q[1] * q[2] - q[0] * q[4], c22 = q[0] * q[3] - q[1] * q[1];
+        const double det = q[0] * c00 + q[1] * c01 + q[2] * c02;
         const double scale = (q[0] + q[3] + q[5]) / 3.0;
-        const double det = a.determinant();
         if (!(scale > 0) || !(std::fabs(det) > 1e-9 * scale * scale * scale)) return std::nullopt;
-        const Eigen::Vector3d x = a.inverse() * Eigen::Vector3d(-q[6], -q[7], -q[8]);
-        if (!x.allFinite()) return std::nullopt;
-        return point3{x[0], x[1], x[2]};
+        const double r0 = -q[6], r1 = -q[7], r2 = -q[8];
+        const point3 x{(c00 * r0 + c01 * r1 + c02 * r2) / det, (c01 * r0 + c11 * r1 + c12 * r2) / det,
+                       (c02 * r0 + c12 * r1 + c22 * r2) / det};
+        if (!std::isfinite(x.x) || !std::isfinite(x.y) || !std::isfinite(x.z)) return std::nullopt;
+        return x;
     }
 };
 
@@ -103,13 +106,25 @@ struct candidate {
     }
 };
 
+/// What the collapse loop reads of a vertex, together in one record so
+/// that a vertex met at random costs one cache miss, not one per array.
+struct vertex_state {
+    std::uint32_t version = 0;   // bumped whenever the vertex moves or its quadric grows
+    std::uint32_t valence = 0;   // live triangles around it
+    std::uint32_t mark = 0;      // ring membership, by the values of fresh_marks
+    std::uint8_t alive = 1;
+    std::uint8_t pinned = 0;      // never moved or removed
+    std::uint8_t on_boundary = 0; // on a boundary edge that may be collapsed
+};
+
 class simplifier {
 public:
     simplifier(triangle_surface& surface, const simplify_options& options, std::vector<unsigned char> pinned,
                stage_clock& clock)
-        : surface_(surface), options_(options), pinned_(std::move(pinned)), clock_(clock)
+        : surface_(surface), options_(options), clock_(clock)
     {
-        pinned_.resize(surface.vertices.size(), 0);
+        state_.assign(surface.vertices.size(), vertex_state{});
+        for (std::size_t v = 0; v < pinned.size() && v < state_.size(); ++v) state_[v].pinned = pinned[v] != 0;
         min_turn_cos_ = std::cos(options.max_normal_turn_degrees * 3.141592653589793 / 180.0);
     }
 
@@ -124,7 +139,7 @@ public:
         clock_.run("remove invalid triangles", [&] { counts_.removed_triangles = cache_->remove_invalid_triangles(); });
         counts_.triangles_after = surface_.triangles.size();
         counts_.reached_target = counts_.triangles_after <= options_.target_triangles;
-        for (unsigned char p : pinned_) counts_.pinned_vertices += p != 0;
+        for (const vertex_state& v : state_) counts_.pinned_vertices += v.pinned;
         return counts_;
     }
 
@@ -136,15 +151,14 @@ private:
         cache_.emplace(surface_, [&reported](std::size_t t, std::size_t e, bool is_boundary) {
             reported.push_back({t, e, is_boundary ? 1u : 0u});
         });
-        on_boundary_.assign(surface_.vertices.size(), 0);
         for (const auto& [t, e, boundary] : reported) {
             ++(boundary ? counts_.boundary_edges : counts_.non_manifold_edges);
             const std::size_t a = surface_.triangles[t][e], b = surface_.triangles[t][next_corner[e]];
             if (boundary && !options_.preserve_boundary) {
-                on_boundary_[a] = on_boundary_[b] = 1;
+                state_[a].on_boundary = state_[b].on_boundary = 1;
                 boundary_sides_.push_back({t, e});
             } else {
-                pinned_[a] = pinned_[b] = 1;
+                state_[a].pinned = state_[b].pinned = 1;
             }
         }
     }
@@ -165,24 +179,36 @@ private:
         return quadric::of_plane(unit, -dot(unit, a), 100.0 * dot(sub(b, a), sub(b, a)));
     }
 
+    /// Each vertex's quadric sums its triangles' planes in triangle order, so
+    /// the sums do not depend on the thread count. The vertices are split in
+    /// as many ranges as the arena has threads; each range's task reads every
+    /// triangle and adds to its own vertices only.
     void build_quadrics()
     {
         const auto& tris = surface_.triangles;
-        std::vector<quadric> planes(tris.size());
-        oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, tris.size(), 1),
-                                  [&](const oneapi::tbb::blocked_range<std::size_t>& r) {
-                                      for (std::size_t t = r.begin(); t != r.end(); ++t) planes[t] = plane_of(t);
-                                  });
-        quadrics_.assign(surface_.vertices.size(), quadric{});
-        for (std::size_t t = 0; t < tris.size(); ++t)
-            for (std::size_t v : tris[t]) quadrics_[v] += planes[t];
+        const std::size_t n = surface_.vertices.size();
+        quadrics_.assign(n, quadric{});
+        const auto ranges = static_cast<std::size_t>(oneapi::tbb::this_task_arena::max_concurrency());
+        oneapi::tbb::parallel_for(std::size_t{0}, ranges, [&](std::size_t r) {
+            const std::size_t begin = n * r / ranges, end = n * (r + 1) / ranges;
+            for (std::size_t t = 0; t < tris.size(); ++t) {
+                const auto& tri = tris[t];
+                if ((tri[0] < begin || tri[0] >= end) && (tri[1] < begin || tri[1] >= end) &&
+                    (tri[2] < begin || tri[2] >= end))
+                    continue;
+                const quadric plane = plane_of(t);
+                for (std::size_t v : tri)
+                    if (v >= begin && v < end) {
+                        quadrics_[v] += plane;
+                        ++state_[v].valence;
+                    }
+            }
+        });
         for (const auto& [t, e] : boundary_sides_) {
             const quadric q = boundary_plane(t, e);
             quadrics_[tris[t][e]] += q;
             quadrics_[tris[t][next_corner[e]]] += q;
         }
-        version_.assign(surface_.vertices.size(), 0);
-        alive_.assign(surface_.vertices.size(), 1);
     }
 
     quadric plane_of(std::size_t t) const
@@ -199,18 +225,18 @@ private:
     /// How edge (a, b) would be collapsed, or nothing when it may not be.
     std::optional<plan> plan_for(std::size_t a, std::size_t b) const
     {
-        if (pinned_[a] && pinned_[b]) return std::nullopt;
+        if (state_[a].pinned && state_[b].pinned) return std::nullopt;
         quadric q = quadrics_[a];
         q += quadrics_[b];
         const point3& pa = surface_.vertices[a];
         const point3& pb = surface_.vertices[b];
-        if (pinned_[a]) return plan{std::max(0.0, q.error(pa)), a, b, pa};
-        if (pinned_[b]) return plan{std::max(0.0, q.error(pb)), b, a, pb};
+        if (state_[a].pinned) return plan{std::max(0.0, q.error(pa)), a, b, pa};
+        if (state_[b].pinned) return plan{std::max(0.0, q.error(pb)), b, a, pb};
 
         const point3 mid{(pa.x + pb.x) / 2.0, (pa.y + pb.y) / 2.0, (pa.z + pb.z) / 2.0};
         // Trust the optimum only near the edge: far off it lies along a
         // nearly flat direction of the quadric.
-        if (const auto best = q.minimiser(); best && stable_length(sub(*best, mid)) <= stable_length(sub(pa, pb)))
+        if (const auto best = q.minimiser(); best && dot(sub(*best, mid), sub(*best, mid)) <= dot(sub(pa, pb), sub(pa, pb)))
             return plan{std::max(0.0, q.error(*best)), a, b, *best};
         plan p{std::max(0.0, q.error(pa)), a, b, pa};
         for (const point3& c : {pb, mid})
@@ -218,35 +244,39 @@ private:
         return p;
     }
 
+    /// Queues every edge once: inner edges from the triangle in which they
+    /// run from the smaller vertex index, collapsible boundary edges from
+    /// their one triangle.
     void build_queue()
     {
-        std::vector<std::array<std::size_t, 2>> edges;
-        edges.reserve(3 * surface_.triangles.size() / 2 + 3);
-        for (const auto& t : surface_.triangles)
-            for (int e = 0; e < 3; ++e) {
-                const std::size_t a = t[e], b = t[next_corner[e]];
-                if (a < b) edges.push_back({a, b});
-            }
-        // Inner edges are met in both directions, boundary edges in one only.
-        for (const auto& [t, e] : boundary_sides_) {
-            const std::size_t a = surface_.triangles[t][e], b = surface_.triangles[t][next_corner[e]];
-            if (a > b) edges.push_back({b, a});
-        }
-        std::vector<candidate> queued(edges.size());
-        oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, edges.size(), 1),
+        const auto& tris = surface_.triangles;
+        std::vector<candidate> queued(3 * tris.size());
+        oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, tris.size(), 1024),
                                   [&](const oneapi::tbb::blocked_range<std::size_t>& r) {
-                                      for (std::size_t i = r.begin(); i != r.end(); ++i) {
-                                          const auto [a, b] = edges[i];
-                                          const auto p = plan_for(a, b);
-                                          queued[i] = {p ? p->cost : -1.0, static_cast<std::uint32_t>(a),
-                                                       static_cast<std::uint32_t>(b), 0, 0};
-                                      }
+                                      for (std::size_t t = r.begin(); t != r.end(); ++t)
+                                          for (std::size_t e = 0; e < 3; ++e) {
+                                              const std::size_t a = tris[t][e], b = tris[t][next_corner[e]];
+                                              queued[3 * t + e] = a < b ? candidate_for(a, b) : candidate{-1.0, 0, 0, 0, 0};
+                                          }
                                   });
+        for (const auto& [t, e] : boundary_sides_) {
+            const std::size_t a = tris[t][e], b = tris[t][next_corner[e]];
+            if (a > b) queued.push_back(candidate_for(b, a));
+        }
         std::erase_if(queued, [](const candidate& c) { return c.cost < 0; });
-        // Pushed in ascending order, each new entry stays where it lands.
-        oneapi::tbb::parallel_sort(queued.begin(), queued.end(), std::less<candidate>());
-        queue_.reserve(queued.size());
-        for (const candidate& c : queued) queue_.push(c);
+        initial_ = std::move(queued);
+        // About twice the collapses asked for are read from the start before the rest is needed.
+        chunk_ = std::max<std::size_t>(1 << 16, live_ - std::min(live_, options_.target_triangles));
+        sort_next_chunk();
+    }
+
+    /// The queue entry of edge (a, b) as the vertices stand now; a negative
+    /// cost when it may not be collapsed.
+    candidate candidate_for(std::size_t a, std::size_t b) const
+    {
+        const auto p = plan_for(a, b);
+        return {p ? p->cost : -1.0, static_cast<std::uint32_t>(a), static_cast<std::uint32_t>(b), state_[a].version,
+                state_[b].version};
     }
 
     bool is_dead(std::size_t t) const { return surface_.triangles[t][0] == dead; }
@@ -261,21 +291,50 @@ private:
         out.erase(std::unique(out.begin(), out.end()), out.end());
     }
 
-    /// The vertices other than `v` of the triangles in `around`, ascending, into `out`.
-    void ring(std::size_t v, const std::vector<std::size_t>& around, std::vector<std::size_t>& out) const
-    {
-        out.clear();
-        for (std::size_t t : around)
-            for (std::size_t w : surface_.triangles[t])
-                if (w != v) out.push_back(w);
-        std::sort(out.begin(), out.end());
-        out.erase(std::unique(out.begin(), out.end()), out.end());
-    }
-
     bool has_both(std::size_t t, std::size_t a, std::size_t b) const
     {
         const auto& tri = surface_.triangles[t];
         return std::find(tri.begin(), tri.end(), a) != tri.end() && std::find(tri.begin(), tri.end(), b) != tri.end();
+    }
+
+    /// A fresh value for `vertex_state::mark`, below which every mark is old. Three are
+    /// taken at a time (a's ring, common, b's ring only).
+    std::uint32_t fresh_marks()
+    {
+        if (stamp_ > std::numeric_limits<std::uint32_t>::max() - 4) {
+            for (vertex_state& v : state_) v.mark = 0;
+            stamp_ = 0;
+        }
+        stamp_ += 3;
+        return stamp_ - 2;
+    }
+
+    /// Lists the union of the rings of a and b into `ring_` (a and b
+    /// included, each vertex once) and returns how many vertices other than
+    /// a and b lie on both rings.
+    std::size_t gather_rings(std::size_t a, std::size_t b)
+    {
+        const std::uint32_t on_a = fresh_marks(), on_both = on_a + 1, on_b = on_a + 2;
+        ring_.clear();
+        for (std::size_t t : around_a_)
+            for (std::size_t w : surface_.triangles[t])
+                if (w != a && state_[w].mark != on_a) {
+                    state_[w].mark = on_a;
+                    ring_.push_back(w);
+                }
+        std::size_t common = 0;
+        for (std::size_t t : around_b_)
+            for (std::size_t w : surface_.triangles[t]) {
+                if (w == b || state_[w].mark == on_both || state_[w].mark == on_b) continue;
+                if (state_[w].mark == on_a) {
+                    state_[w].mark = on_both;
+                    common += w != a;
+                } else {
+                    state_[w].mark = on_b;
+                    ring_.push_back(w);
+                }
+            }
+        return common;
     }
 
     /// The link condition: the rings of a and b meet exactly in the apexes of
@@ -284,30 +343,23 @@ private:
     /// vertices would pinch the surface and is refused.
     bool link_allows(std::size_t a, std::size_t b)
     {
-        const bool boundary_edge = shared_.size() == 1 && on_boundary_[a] && on_boundary_[b];
+        const bool boundary_edge = shared_.size() == 1 && state_[a].on_boundary && state_[b].on_boundary;
         if (shared_.size() != 2 && !boundary_edge) return false;
-        if (!boundary_edge && on_boundary_[a] && on_boundary_[b]) return false;
-        std::array<std::size_t, 2> apexes{};
+        if (!boundary_edge && state_[a].on_boundary && state_[b].on_boundary) return false;
         std::size_t found = 0;
         for (std::size_t t : shared_)
             for (std::size_t w : surface_.triangles[t])
-                if (w != a && w != b && found < 2) apexes[found++] = w;
-        if (found != shared_.size() || (found == 2 && apexes[0] == apexes[1])) return false;
-        if (found == 2 && apexes[1] < apexes[0]) std::swap(apexes[0], apexes[1]);
-        ring(a, around_a_, ring_a_);
-        ring(b, around_b_, ring_b_);
-        common_.clear();
-        std::set_intersection(ring_a_.begin(), ring_a_.end(), ring_b_.begin(), ring_b_.end(), std::back_inserter(common_));
-        std::erase_if(common_, [&](std::size_t w) { return w == a || w == b; });
-        if (!std::equal(common_.begin(), common_.end(), apexes.begin(), apexes.begin() + found)) return false;
-        for (std::size_t i = 0; i < found; ++i) {
-            live_triangles_of(apexes[i], scratch_);
-            if (scratch_.size() <= (boundary_edge ? 1u : 3u)) return false;
-        }
+                if (w != a && w != b && found < 2) apexes_[found++] = w;
+        if (found != shared_.size() || (found == 2 && apexes_[0] == apexes_[1])) return false;
+        // The apexes lie on both rings; any other shared neighbour breaks the condition.
+        if (gather_rings(a, b) != found) return false;
+        for (std::size_t i = 0; i < found; ++i)
+            if (state_[apexes_[i]].valence <= (boundary_edge ? 1u : 3u)) return false;
         return !boundary_edge || (around_a_.size() > 1 && around_b_.size() > 1);
     }
 
     /// No triangle that stays may turn its normal by more than the limit.
+    /// Compared in squares, so that no root is taken.
     bool normals_allow(const plan& p) const
     {
         for (const auto* around : {&around_a_, &around_b_})
@@ -321,12 +373,20 @@ private:
                 }
                 const point3 n0 = cross(sub(before[1], before[0]), sub(before[2], before[0]));
                 const point3 n1 = cross(sub(after[1], after[0]), sub(after[2], after[0]));
-                const double l0 = stable_length(n0), l1 = stable_length(n1);
-                if (!(l1 > 0)) return false;
-                if (!(l0 > 0)) continue;
-                if (!(dot(n0, n1) >= min_turn_cos_ * l0 * l1)) return false;
+                const double s0 = dot(n0, n0), s1 = dot(n1, n1);
+                if (!(s1 > 0)) return false;
+                if (!(s0 > 0)) continue;
+                if (!turn_within_limit(dot(n0, n1), s0 * s1)) return false;
             }
         return true;
+    }
+
+    /// Whether cos(turn) = d / sqrt(ss) is at least the limit's cosine.
+    bool turn_within_limit(double d, double ss) const
+    {
+        const double bound = min_turn_cos_ * min_turn_cos_ * ss;
+        if (min_turn_cos_ >= 0) return d >= 0 && d * d >= bound;
+        return d >= 0 || d * d <= bound;
     }
 
     /// The triangle and edge index in which `kept` runs to `removed`.
@@ -343,14 +403,15 @@ private:
     /// ring is the union of the two rings the link test took, without a and b.
     void push_edges_of(std::size_t v, std::size_t a, std::size_t b)
     {
-        common_.clear();
-        std::set_union(ring_a_.begin(), ring_a_.end(), ring_b_.begin(), ring_b_.end(), std::back_inserter(common_));
-        for (std::size_t w : common_) {
+        // The ring's quadrics lie scattered: ask for all of them before the first is needed.
+        for (std::size_t w : ring_) {
+            __builtin_prefetch(&quadrics_[w].q[0]);
+            __builtin_prefetch(&quadrics_[w].q[9]);
+            __builtin_prefetch(&state_[w]);
+        }
+        for (std::size_t w : ring_) {
             if (w == a || w == b) continue;
-            const auto p = plan_for(v, w);
-            if (p)
-                queue_.push({p->cost, static_cast<std::uint32_t>(v), static_cast<std::uint32_t>(w), version_[v],
-                             version_[w]});
+            if (const candidate c = candidate_for(v, w); c.cost >= 0) push(c);
         }
     }
 
@@ -362,6 +423,13 @@ private:
         if (!p) return std::nullopt;
         live_triangles_of(c.a, around_a_);
         live_triangles_of(c.b, around_b_);
+        // The tests below read the ring's positions and marks, scattered in memory.
+        for (const auto* around : {&around_a_, &around_b_})
+            for (std::size_t t : *around)
+                for (std::size_t w : surface_.triangles[t]) {
+                    __builtin_prefetch(&surface_.vertices[w]);
+                    __builtin_prefetch(&state_[w].mark);
+                }
         shared_.clear();
         for (std::size_t t : around_a_)
             if (has_both(t, c.a, c.b)) shared_.push_back(t);
@@ -374,7 +442,7 @@ private:
             return std::nullopt;
         }
         auto edge = directed_edge(p->kept, p->removed);
-        if (!edge && !pinned_[p->kept]) {  // only the other direction is stored: let the other end survive
+        if (!edge && !state_[p->kept].pinned) {  // only the other direction is stored: let the other end survive
             std::swap(p->kept, p->removed);
             edge = directed_edge(p->kept, p->removed);
         }
@@ -384,10 +452,13 @@ private:
         const std::size_t removed = kept == p->kept ? p->removed : p->kept;
         surface_.vertices[kept] = p->position;
         quadrics_[kept] += quadrics_[removed];
-        alive_[removed] = 0;
-        ++version_[kept];
-        pinned_[kept] = pinned_[kept] | pinned_[removed];
-        on_boundary_[kept] = on_boundary_[kept] | on_boundary_[removed];
+        state_[removed].alive = 0;
+        ++state_[kept].version;
+        state_[kept].pinned = state_[kept].pinned | state_[removed].pinned;
+        state_[kept].valence += state_[removed].valence - 2 * static_cast<std::uint32_t>(shared_.size());
+        state_[removed].valence = 0;
+        for (std::size_t i = 0; i < shared_.size(); ++i) --state_[apexes_[i]].valence;
+        state_[kept].on_boundary = state_[kept].on_boundary | state_[removed].on_boundary;
         // The two stars have only the shared triangles in common.
         std::size_t died = 0;
         for (std::size_t t : around_a_) died += is_dead(t);
@@ -399,14 +470,84 @@ private:
         return died;
     }
 
+    /// The cheapest queued edge, taken out of the queue. The queue has three
+    /// parts: the front of `initial_`, sorted; a heap of the edges queued
+    /// later that sort before the front's last entry; and everything else,
+    /// unsorted (the rest of `initial_` and `overflow_`), which is sorted a
+    /// chunk at a time only when the first two run dry. Most edges queued
+    /// during a run are never taken, and so never pass through the heap.
+    /// \pre the queue is not empty.
+    candidate pop_cheapest()
+    {
+        if (next_initial_ == sorted_end_ && queue_.empty()) sort_next_chunk();
+        if (next_initial_ < sorted_end_ && (queue_.empty() || !(queue_.top() < initial_[next_initial_])))
+            return initial_[next_initial_++];
+        const candidate c = queue_.top();
+        queue_.pop();
+        return c;
+    }
+
+    bool queue_empty() const { return next_initial_ == initial_.size() && queue_.empty() && overflow_.empty(); }
+
+    void push(const candidate& c)
+    {
+        if (sorted_end_ > 0 && c < initial_[sorted_end_ - 1])
+            queue_.push(c);
+        else
+            overflow_.push_back(c);
+    }
+
+    /// Sorts the cheapest `chunk_` of the unsorted edges into place after the
+    /// sorted front (dropping the front already taken).
+    void sort_next_chunk()
+    {
+        initial_.erase(initial_.begin(), initial_.begin() + static_cast<std::ptrdiff_t>(next_initial_));
+        initial_.insert(initial_.end(), overflow_.begin(), overflow_.end());
+        overflow_.clear();
+        next_initial_ = 0;
+        const std::size_t size = std::min(chunk_, initial_.size());
+        const auto last = initial_.begin() + static_cast<std::ptrdiff_t>(size);
+        if (last != initial_.end()) std::nth_element(initial_.begin(), last, initial_.end());
+        oneapi::tbb::parallel_sort(initial_.begin(), last, std::less<candidate>());
+        sorted_end_ = size;
+    }
+
+    /// Asks for what the edges a few places ahead in the sorted front will
+    /// read first: their vertices' flags, positions, quadrics and corners, and
+    /// for the next of them the triangle rows those corners name.
+    void prefetch_ahead() const
+    {
+        constexpr std::size_t far = 8, near = 3;
+        if (next_initial_ + far < sorted_end_) {
+            const candidate& c = initial_[next_initial_ + far];
+            for (const std::uint32_t v : {c.a, c.b}) {
+                __builtin_prefetch(&state_[v]);
+                __builtin_prefetch(&surface_.vertices[v]);
+                __builtin_prefetch(&quadrics_[v].q[0]);
+                __builtin_prefetch(&quadrics_[v].q[9]);
+                __builtin_prefetch(&cache_->vertex_corners[v]);
+            }
+        }
+        if (next_initial_ + near < sorted_end_) {
+            const candidate& c = initial_[next_initial_ + near];
+            for (const std::uint32_t v : {c.a, c.b}) {
+                const std::size_t corner = cache_->vertex_corners[v];
+                if (corner == dead || (corner & 3) == 3) continue;
+                __builtin_prefetch(&surface_.triangles[corner >> 2]);
+                __builtin_prefetch(&cache_->triangle_neighbours[corner >> 2]);
+            }
+        }
+    }
+
     void collapse()
     {
         progress_bar bar(clock_.terminal(), "collapsing edges", live_ - std::min(live_, options_.target_triangles));
         const std::size_t start = live_;
-        while (live_ > options_.target_triangles && !queue_.empty()) {
-            const candidate c = queue_.top();
-            queue_.pop();
-            if (!alive_[c.a] || !alive_[c.b] || version_[c.a] != c.version_a || version_[c.b] != c.version_b) continue;
+        while (live_ > options_.target_triangles && !queue_empty()) {
+            prefetch_ahead();
+            const candidate c = pop_cheapest();
+            const vertex_state &a = state_[c.a], &b = state_[c.b];
+            if (!a.alive || !b.alive || a.version != c.version_a || b.version != c.version_b) continue;
             if (const auto died = try_collapse(c)) {
                 live_ -= *died;
                 bar.update(start - live_);
@@ -416,21 +557,25 @@ private:
 
     triangle_surface& surface_;
     const simplify_options& options_;
-    std::vector<unsigned char> pinned_;
-    std::vector<unsigned char> on_boundary_;                    // on an edge that may be collapsed
     std::vector<std::array<std::size_t, 2>> boundary_sides_;   // (triangle, edge) of such edges
     stage_clock& clock_;
     double min_turn_cos_ = 0.0;
     std::optional<neighbourhood_cache> cache_;
     std::vector<quadric> quadrics_;
-    std::vector<std::uint32_t> version_;
-    std::vector<unsigned char> alive_;
-    // A 4-ary heap: shallower than a binary one, so a pop touches fewer cache lines.
-    boost::heap::d_ary_heap<candidate, boost::heap::arity<4>, boost::heap::compare<std::greater<candidate>>> queue_;
+    std::vector<vertex_state> state_;
+    std::uint32_t stamp_ = 0;
+    using queue_type = std::priority_queue<candidate, std::vector<candidate>, std::greater<candidate>>;
+    std::vector<candidate> initial_;  // the edges as they stood at the start, ascending
+    std::size_t next_initial_ = 0;
+    std::size_t sorted_end_ = 0;      // initial_ is sorted up to here; nothing unsorted sorts before it
+    std::vector<candidate> overflow_; // queued later, not before initial_[sorted_end_ - 1]
+    std::size_t chunk_ = 0;
+    queue_type queue_;                // the edges queued since
     std::size_t live_ = 0;
     simplify_counts counts_;
     // Scratch lists of one collapse, kept to save allocations.
-    std::vector<std::size_t> around_a_, around_b_, shared_, ring_a_, ring_b_, common_, scratch_;
+    std::vector<std::size_t> around_a_, around_b_, shared_, ring_;
+    std::array<std::size_t, 2> apexes_{};
 };
 
 }  // namespace
