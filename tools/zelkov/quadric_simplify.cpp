@@ -281,14 +281,22 @@ private:
 
     bool is_dead(std::size_t t) const { return surface_.triangles[t][0] == dead; }
 
-    /// The live triangles around `v`, ascending, into `out`.
-    void live_triangles_of(std::size_t v, std::vector<std::size_t>& out)
+    /// The live triangles around `a` and around `b`, each list ascending, into
+    /// `around_a_` and `around_b_`. Each walk's triangle rows are asked for
+    /// before the other walk starts, so that their misses overlap.
+    void gather_stars(std::size_t a, std::size_t b)
     {
-        out.clear();
-        cache_->append_vertex_triangles(v, out);
-        std::erase_if(out, [this](std::size_t t) { return is_dead(t); });
-        std::sort(out.begin(), out.end());
-        out.erase(std::unique(out.begin(), out.end()), out.end());
+        around_a_.clear();
+        around_b_.clear();
+        cache_->append_vertex_triangles(a, around_a_);
+        for (std::size_t t : around_a_) __builtin_prefetch(&surface_.triangles[t]);
+        cache_->append_vertex_triangles(b, around_b_);
+        for (std::size_t t : around_b_) __builtin_prefetch(&surface_.triangles[t]);
+        for (auto* around : {&around_a_, &around_b_}) {
+            std::erase_if(*around, [this](std::size_t t) { return is_dead(t); });
+            std::sort(around->begin(), around->end());
+            around->erase(std::unique(around->begin(), around->end()), around->end());
+        }
     }
 
     bool has_both(std::size_t t, std::size_t a, std::size_t b) const
@@ -421,8 +429,7 @@ private:
     {
         auto p = plan_for(c.a, c.b);
         if (!p) return std::nullopt;
-        live_triangles_of(c.a, around_a_);
-        live_triangles_of(c.b, around_b_);
+        gather_stars(c.a, c.b);
         // The tests below read the ring's positions and marks, scattered in memory.
         for (const auto* around : {&around_a_, &around_b_})
             for (std::size_t t : *around)
@@ -512,21 +519,27 @@ private:
         sorted_end_ = size;
     }
 
-    /// Asks for what the edges a few places ahead in the sorted front will
-    /// read first: their vertices' flags, positions, quadrics and corners, and
-    /// for the next of them the triangle rows those corners name.
+    /// Asks for what a queued edge's vertex is read for first: its state,
+    /// position, quadric and corner entry.
+    void prefetch_vertex(std::uint32_t v) const
+    {
+        __builtin_prefetch(&state_[v]);
+        __builtin_prefetch(&surface_.vertices[v]);
+        __builtin_prefetch(&quadrics_[v].q[0]);
+        __builtin_prefetch(&quadrics_[v].q[9]);
+        __builtin_prefetch(&cache_->vertex_corners[v]);
+    }
+
+    /// Prefetches for the edges a few places ahead in the sorted front, and
+    /// for the next of them the triangle rows their corners name; and for
+    /// the top of the heap.
     void prefetch_ahead() const
     {
         constexpr std::size_t far = 8, near = 3;
         if (next_initial_ + far < sorted_end_) {
             const candidate& c = initial_[next_initial_ + far];
-            for (const std::uint32_t v : {c.a, c.b}) {
-                __builtin_prefetch(&state_[v]);
-                __builtin_prefetch(&surface_.vertices[v]);
-                __builtin_prefetch(&quadrics_[v].q[0]);
-                __builtin_prefetch(&quadrics_[v].q[9]);
-                __builtin_prefetch(&cache_->vertex_corners[v]);
-            }
+            prefetch_vertex(c.a);
+            prefetch_vertex(c.b);
         }
         if (next_initial_ + near < sorted_end_) {
             const candidate& c = initial_[next_initial_ + near];
@@ -536,6 +549,10 @@ private:
                 __builtin_prefetch(&surface_.triangles[corner >> 2]);
                 __builtin_prefetch(&cache_->triangle_neighbours[corner >> 2]);
             }
+        }
+        if (!queue_.empty()) {
+            prefetch_vertex(queue_.top().a);
+            prefetch_vertex(queue_.top().b);
         }
     }
 
