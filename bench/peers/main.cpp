@@ -1,7 +1,11 @@
 // The peer benchmark harness. Builds the inputs, runs every pairing that
 // applies to each input, and prints one tab-separated line per measurement:
 //
-//   op  input  triangles  impl  threads  reps  median_s  min_s  peak_bytes  check
+//   op  input  triangles  impl  threads  reps  median_s  min_s  peak_bytes  check  [mean_error  max_error]
+//
+// The last two columns come with the simplify pairings only: the distance
+// from the warm-up run's output to the input (see `distance_to_reference`),
+// relative to the input's bounding-box diagonal.
 //
 // Each measurement is one untimed warm-up run that also records the peak of
 // heap bytes in use between `stopwatch::start` and `stop` (every malloc of the
@@ -26,6 +30,7 @@
 #include <filesystem>
 #include <functional>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -200,6 +205,11 @@ const std::vector<pairing>& pairings()
         {"fields", "Open3D FilterSmoothSimple x10", open3d_smooth_simple, false, true, meshes, false, false},
         {"measures", "ours area + volume + barycenter", ours_measures, true, false, meshes, false, false},
         {"measures", "CGAL area + volume + centroid", cgal_measures, false, false, meshes, true, false},
+        {"simplify", "ours collapse_by_quadrics + remove_free_points", ours_simplify, true, true, meshes, false, false},
+        {"simplify", "meshopt_simplify", meshopt_simplification, false, false, meshes, false, false},
+        {"simplify", "OpenMesh Decimater + ModQuadric (+ build)", openmesh_decimate, false, false, meshes, false, false},
+        {"simplify", "CGAL edge_collapse + GarlandHeckbert_plane (+ build)", cgal_simplify, false, false, meshes, true, false},
+        {"simplify", "Open3D SimplifyQuadricDecimation (+ build)", open3d_simplify, false, false, meshes, false, false},
     };
     return list;
 }
@@ -315,10 +325,13 @@ std::vector<bench_input> make_inputs(const options& o)
     return inputs;
 }
 
-int reps_for(std::size_t triangles, double scale)
+int reps_for(const std::string& op, std::size_t triangles, double scale)
 {
     const int reps = triangles >= 1'000'000 ? 5 : triangles >= 100'000 ? 9 : 21;
-    return std::max(3, static_cast<int>(reps * scale));
+    const int scaled = std::max(3, static_cast<int>(reps * scale));
+    // A peer's simplification of the 1M-class inputs takes up to a minute a run.
+    if (op == "simplify") return std::min(scaled, triangles >= 900'000 ? 3 : 5);
+    return scaled;
 }
 
 void warm_up(oneapi::tbb::task_arena& arena)
@@ -346,11 +359,12 @@ int main(int argc, char** argv)
     warm_up(arena);
     auto inputs = make_inputs(o);
 
-    std::printf("#op\tinput\ttriangles\timpl\tthreads\treps\tmedian_s\tmin_s\tpeak_bytes\tcheck\n");
+    std::printf("#op\tinput\ttriangles\timpl\tthreads\treps\tmedian_s\tmin_s\tpeak_bytes\tcheck\tmean_error\tmax_error\n");
     std::fflush(stdout);
     for (auto& in : inputs) {
         const unsigned bit = kind_bit(in.kind);
         int cgal_ok = -1;  // asked once, when a CGAL pairing first needs it
+        std::unique_ptr<distance_to_reference> distances;  // built when a simplify pairing first needs it
         for (const auto& p : pairings()) {
             if ((p.kinds & bit) == 0 || (o.parallel_only && !p.parallel)) continue;
             if (!o.filter.empty() && !matches_any(p.op, o.filter)) continue;
@@ -366,23 +380,34 @@ int main(int argc, char** argv)
             auto run = [&](stopwatch& sw) {
                 return p.ours ? arena.execute([&] { return p.fn(in, sw); }) : p.fn(in, sw);
             };
+            const bool simplify = std::strcmp(p.op, "simplify") == 0;
+            triangle_surface simplified;
+            if (simplify) in.simplified = &simplified;
             stopwatch sw;
             heap_in_use.store(0);
             counting.store(true);
             const std::size_t check = run(sw);
             counting.store(false);
+            in.simplified = nullptr;
             const double peak = sw.peak_bytes();
+            char errors[64] = "";
+            if (simplify) {
+                if (!distances) distances = std::make_unique<distance_to_reference>(in.surface);
+                const auto e = distances->measure(simplified);
+                std::snprintf(errors, sizeof errors, "\t%.6g\t%.6g", e.mean, e.max);
+                simplified = {};  // not held through the timed runs
+            }
 
-            const int reps = reps_for(in.surface.triangles.size(), o.reps_scale);
+            const int reps = reps_for(p.op, in.surface.triangles.size(), o.reps_scale);
             std::vector<double> seconds;
             for (int r = 0; r < reps; ++r) {
                 run(sw);
                 seconds.push_back(sw.seconds());
             }
             std::sort(seconds.begin(), seconds.end());
-            std::printf("%s\t%s\t%zu\t%s\t%d\t%d\t%.6g\t%.6g\t%.0f\t%zu\n", p.op, in.name.c_str(),
+            std::printf("%s\t%s\t%zu\t%s\t%d\t%d\t%.6g\t%.6g\t%.0f\t%zu%s\n", p.op, in.name.c_str(),
                         in.surface.triangles.size(), p.impl, o.threads, reps, seconds[seconds.size() / 2],
-                        seconds.front(), peak, check);
+                        seconds.front(), peak, check, errors);
             std::fflush(stdout);
         }
         in.collapses.clear();

@@ -1,9 +1,12 @@
 // OpenMesh: triangle-mesh construction with add_vertex/add_face, the
 // same collapse sequence with is_collapse_ok + collapse, garbage_collection,
-// face-face circulation and the Jacobi Laplace smoother.
+// face-face circulation, the Jacobi Laplace smoother, and the decimater with
+// its quadric module (halfedge collapses: the survivor stays where it was).
 
 #include <OpenMesh/Core/Mesh/TriMesh_ArrayKernelT.hh>
 #include <OpenMesh/Core/System/omstream.hh>
+#include <OpenMesh/Tools/Decimater/DecimaterT.hh>
+#include <OpenMesh/Tools/Decimater/ModQuadricT.hh>
 #include <OpenMesh/Tools/Smoother/JacobiLaplaceSmootherT.hh>
 
 #include "peers.h"
@@ -128,6 +131,38 @@ std::size_t openmesh_jacobi_laplace(const bench_input& in, stopwatch& sw)
     smoother.smooth(static_cast<unsigned int>(smoothing_iterations));
     sw.stop();
     return mesh.n_vertices();
+}
+
+std::size_t openmesh_decimate(const bench_input& in, stopwatch& sw)
+{
+    mesh_type mesh;
+    // Building is timed, as ours builds its neighbourhood cache inside the call.
+    sw.start();
+    build(mesh, in.surface);
+    OpenMesh::Decimater::DecimaterT<mesh_type> decimater(mesh);
+    OpenMesh::Decimater::ModQuadricT<mesh_type>::Handle quadric;
+    decimater.add(quadric);
+    decimater.module(quadric).unset_max_err();  // no error bound: the count decides
+    decimater.initialize();
+    decimater.decimate_to_faces(0, simplify_target(in));
+    mesh.garbage_collection();
+    sw.stop();
+    if (in.simplified != nullptr) {
+        auto& out = *in.simplified;
+        out.vertices.clear();
+        out.triangles.clear();
+        for (const auto v : mesh.vertices()) {
+            const auto& p = mesh.point(v);
+            out.vertices.push_back({p[0], p[1], p[2]});
+        }
+        for (const auto f : mesh.faces()) {
+            std::array<std::size_t, 3> t{};
+            std::size_t k = 0;
+            for (const auto v : mesh.fv_range(f)) t[k++] = static_cast<std::size_t>(v.idx());
+            out.triangles.push_back(t);
+        }
+    }
+    return mesh.n_faces();
 }
 
 }  // namespace Zelkov::Peers

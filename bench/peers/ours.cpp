@@ -8,6 +8,8 @@
 
 #include "peers.h"
 #include "../shortest_edge_policy.h"
+#include "quadric_simplify.h"
+#include "stages.h"
 
 namespace Zelkov::Peers {
 
@@ -202,6 +204,21 @@ std::size_t ours_measures(const bench_input& in, stopwatch& sw)
     const auto c = barycenter(in.surface);
     sw.stop();
     return static_cast<std::size_t>(a + v + c.x + c.y + c.z != 0.0);
+}
+
+std::size_t ours_simplify(const bench_input& in, stopwatch& sw)
+{
+    auto surface = in.surface;
+    Zelkov::Cli::simplify_options options;
+    options.target_triangles = simplify_target(in);
+    Zelkov::Cli::stage_clock clock(nullptr);
+    sw.start();
+    Zelkov::Cli::collapse_by_quadrics(surface, options, {}, clock);
+    remove_free_points(surface);
+    sw.stop();
+    const std::size_t triangles = surface.triangles.size();
+    if (in.simplified != nullptr) *in.simplified = std::move(surface);
+    return triangles;
 }
 
 }  // namespace Zelkov::Peers

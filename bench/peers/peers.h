@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,39 @@ struct bench_input {
     std::string kind;  // "closed", "fan", "soup", "real"
     triangle_surface surface;
     std::vector<collapse_step> collapses;
+    /// Where a simplify pairing leaves its output surface (free points may
+    /// remain; only vertices of triangles count) when the harness asks for it.
+    /// The harness sets it for the warm-up run only, so the timed runs copy nothing.
+    triangle_surface* simplified = nullptr;
+};
+
+/// The triangle count every simplify pairing aims at: half the input's.
+inline std::size_t simplify_target(const bench_input& in) { return in.surface.triangles.size() / 2; }
+
+/// The distance from a simplified surface back to the surface it was made
+/// from, measured the same way for every library. Samples are the vertices
+/// used by a triangle and the centroid of every triangle; each sample's
+/// distance is to the nearest point of the reference triangles (a CGAL AABB
+/// tree, built once). Both figures are divided by the diagonal of the
+/// reference's bounding box, so that they compare across inputs.
+class distance_to_reference {
+public:
+    struct figures {
+        double mean = 0.0;
+        double max = 0.0;
+    };
+
+    explicit distance_to_reference(const triangle_surface& reference);
+    ~distance_to_reference();
+    distance_to_reference(const distance_to_reference&) = delete;
+    distance_to_reference& operator=(const distance_to_reference&) = delete;
+
+    figures measure(const triangle_surface& simplified) const;
+
+private:
+    struct tree;
+    std::unique_ptr<tree> tree_;
+    double diagonal_ = 0.0;
 };
 
 // The collapse policy shared by every library: shortest edge first (midpoint
@@ -69,6 +103,7 @@ std::size_t ours_curvature(const bench_input&, stopwatch&);
 std::size_t ours_smooth_with_build(const bench_input&, stopwatch&);
 std::size_t ours_smooth(const bench_input&, stopwatch&);
 std::size_t ours_measures(const bench_input&, stopwatch&);
+std::size_t ours_simplify(const bench_input&, stopwatch&);
 
 // ---------------------------------------------------------------- in-house floor
 std::size_t csr_floor_map(const bench_input&, stopwatch&);
@@ -80,6 +115,7 @@ std::size_t openmesh_garbage_collection(const bench_input&, stopwatch&);
 std::size_t openmesh_face_face_with_build(const bench_input&, stopwatch&);
 std::size_t openmesh_face_face(const bench_input&, stopwatch&);
 std::size_t openmesh_jacobi_laplace(const bench_input&, stopwatch&);
+std::size_t openmesh_decimate(const bench_input&, stopwatch&);
 
 // ---------------------------------------------------------------- CGAL
 std::size_t cgal_build(const bench_input&, stopwatch&);
@@ -89,16 +125,19 @@ std::size_t cgal_merge_duplicates(const bench_input&, stopwatch&);
 std::size_t cgal_sharp_edges_with_build(const bench_input&, stopwatch&);
 std::size_t cgal_sharp_edges(const bench_input&, stopwatch&);
 std::size_t cgal_measures(const bench_input&, stopwatch&);
+std::size_t cgal_simplify(const bench_input&, stopwatch&);
 /// Whether CGAL's soup-to-mesh conversion accepts the input (its precondition).
 bool cgal_accepts(const bench_input&);
 
 // ---------------------------------------------------------------- meshoptimizer
 std::size_t meshopt_vertex_remap(const bench_input&, stopwatch&);
+std::size_t meshopt_simplification(const bench_input&, stopwatch&);
 
 // ---------------------------------------------------------------- Open3D (OpenMP; OMP_NUM_THREADS set by the caller)
 std::size_t open3d_remove_duplicates(const bench_input&, stopwatch&);
 std::size_t open3d_edge_to_triangles(const bench_input&, stopwatch&);
 std::size_t open3d_smooth_simple(const bench_input&, stopwatch&);
+std::size_t open3d_simplify(const bench_input&, stopwatch&);
 
 /// The number of smoothing iterations used by every smoothing pairing.
 inline constexpr std::size_t smoothing_iterations = 10;
