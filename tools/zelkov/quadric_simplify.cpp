@@ -73,8 +73,9 @@ struct quadric {
         const double scale = (q[0] + q[3] + q[5]) / 3.0;
         if (!(scale > 0) || !(std::fabs(det) > 1e-9 * scale * scale * scale)) return std::nullopt;
         const double r0 = -q[6], r1 = -q[7], r2 = -q[8];
-        const point3 x{(c00 * r0 + c01 * r1 + c02 * r2) / det, (c01 * r0 + c11 * r1 + c12 * r2) / det,
-                       (c02 * r0 + c12 * r1 + c22 * r2) / det};
+        const double inverse = 1.0 / det;
+        const point3 x{(c00 * r0 + c01 * r1 + c02 * r2) * inverse, (c01 * r0 + c11 * r1 + c12 * r2) * inverse,
+                       (c02 * r0 + c12 * r1 + c22 * r2) * inverse};
         if (!std::isfinite(x.x) || !std::isfinite(x.y) || !std::isfinite(x.z)) return std::nullopt;
         return x;
     }
@@ -250,21 +251,36 @@ private:
     void build_queue()
     {
         const auto& tris = surface_.triangles;
-        std::vector<candidate> queued(3 * tris.size());
-        oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, tris.size(), 1024),
-                                  [&](const oneapi::tbb::blocked_range<std::size_t>& r) {
-                                      for (std::size_t t = r.begin(); t != r.end(); ++t)
-                                          for (std::size_t e = 0; e < 3; ++e) {
-                                              const std::size_t a = tris[t][e], b = tris[t][next_corner[e]];
-                                              queued[3 * t + e] = a < b ? candidate_for(a, b) : candidate{-1.0, 0, 0, 0, 0};
-                                          }
-                                  });
+        // Blocks of triangles count their edges, then write them at their
+        // offsets: one array, written once, in triangle order.
+        constexpr std::size_t block = 4096;
+        const std::size_t blocks = (tris.size() + block - 1) / block;
+        std::vector<std::size_t> offsets(blocks + 1, 0);
+        auto for_blocks = [&](auto&& body) {
+            oneapi::tbb::parallel_for(std::size_t{0}, blocks, [&](std::size_t k) {
+                body(k, k * block, std::min(tris.size(), (k + 1) * block));
+            });
+        };
+        for_blocks([&](std::size_t k, std::size_t begin, std::size_t end) {
+            std::size_t count = 0;
+            for (std::size_t t = begin; t != end; ++t)
+                for (std::size_t e = 0; e < 3; ++e) count += tris[t][e] < tris[t][next_corner[e]];
+            offsets[k + 1] = count;
+        });
+        for (std::size_t k = 0; k < blocks; ++k) offsets[k + 1] += offsets[k];
+        initial_.resize(offsets[blocks]);
+        for_blocks([&](std::size_t k, std::size_t begin, std::size_t end) {
+            std::size_t at = offsets[k];
+            for (std::size_t t = begin; t != end; ++t)
+                for (std::size_t e = 0; e < 3; ++e)
+                    if (const std::size_t a = tris[t][e], b = tris[t][next_corner[e]]; a < b)
+                        initial_[at++] = candidate_for(a, b);
+        });
         for (const auto& [t, e] : boundary_sides_) {
             const std::size_t a = tris[t][e], b = tris[t][next_corner[e]];
-            if (a > b) queued.push_back(candidate_for(b, a));
+            if (a > b) initial_.push_back(candidate_for(b, a));
         }
-        std::erase_if(queued, [](const candidate& c) { return c.cost < 0; });
-        initial_ = std::move(queued);
+        std::erase_if(initial_, [](const candidate& c) { return c.cost < 0; });
         // About twice the collapses asked for are read from the start before the rest is needed.
         chunk_ = std::max<std::size_t>(1 << 16, live_ - std::min(live_, options_.target_triangles));
         sort_next_chunk();
