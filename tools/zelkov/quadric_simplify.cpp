@@ -551,7 +551,13 @@ private:
     /// the top of the heap.
     void prefetch_ahead() const
     {
-        constexpr std::size_t far = 8, near = 3;
+        // Most entries read are stale and cost only the state test: the
+        // states are asked for furthest ahead.
+        constexpr std::size_t furthest = 32, far = 8, near = 3;
+        if (next_initial_ + furthest < sorted_end_) {
+            __builtin_prefetch(&state_[initial_[next_initial_ + furthest].a]);
+            __builtin_prefetch(&state_[initial_[next_initial_ + furthest].b]);
+        }
         if (next_initial_ + far < sorted_end_) {
             const candidate& c = initial_[next_initial_ + far];
             prefetch_vertex(c.a);
