@@ -177,6 +177,7 @@ const std::vector<pairing>& pairings()
         {"construction", "OpenMesh TriMesh add_vertex/add_face", openmesh_build, false, false, meshes | fan, false, false},
         {"construction", "CGAL soup -> Surface_mesh", cgal_build, false, false, meshes | fan, true, false},
         {"collapse", "ours collapse_edge", ours_collapse, true, false, closed, false, true},
+        {"collapse", "ours collapse_edge, next steps' rows prefetched by the caller", ours_collapse_prefetched, true, false, closed, false, true},
         {"collapse", "ours collapse_edge + ring link test", ours_collapse_with_link_test, true, false, closed, false, true},
         {"collapse", "OpenMesh is_collapse_ok + collapse", openmesh_collapse, false, false, closed, false, true},
         {"collapse", "CGAL link condition + Euler::collapse_edge", cgal_collapse, false, false, closed, true, true},

@@ -90,6 +90,7 @@ std::vector<collapse_step> make_collapse_sequence(const triangle_surface& surfac
 std::size_t ours_map(const bench_input&, stopwatch&);
 std::size_t ours_cache(const bench_input&, stopwatch&);
 std::size_t ours_collapse(const bench_input&, stopwatch&);
+std::size_t ours_collapse_prefetched(const bench_input&, stopwatch&);
 std::size_t ours_collapse_with_link_test(const bench_input&, stopwatch&);
 std::size_t ours_compaction(const bench_input&, stopwatch&);
 std::size_t ours_compaction_and_free_points(const bench_input&, stopwatch&);
