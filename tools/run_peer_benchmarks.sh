@@ -70,5 +70,9 @@ OMP_NUM_THREADS=2 "$program" --threads 2 --parallel-only --sizes "$sizes" --inpu
 
 echo "load after the run (uptime)=$(uptime | sed 's/.*load average/load average/')" >>"$work/meta"
 echo "command=tools/run_peer_benchmarks.sh --sizes $sizes --inputs '$inputs' --reps-scale $reps_scale ${extra[*]+${extra[*]}}" >>"$work/meta"
+# The raw output stays in build/peers/last-run, so that the report can be
+# written again (make_results.py) without measuring again.
+mkdir -p "$build/last-run"
+cp "$work/meta" "$work/t1.tsv" "$work/t2.tsv" "$build/last-run/"
 python3 "$root/bench/peers/make_results.py" "$work/meta" "$root/bench/RESULTS.md" "$work/t1.tsv" "$work/t2.tsv"
 echo "wrote $root/bench/RESULTS.md"
