@@ -38,21 +38,19 @@ std::size_t cgal_simplify(const bench_input& in, stopwatch& sw)
                        CGAL::parameters::get_cost(policies.get_cost()).get_placement(policies.get_placement()));
     mesh.collect_garbage();
     sw.stop();
-    if (in.simplified != nullptr) {
-        auto& out = *in.simplified;
-        out.vertices.clear();
-        out.triangles.clear();
-        for (const auto v : mesh.vertices()) {
-            const auto& p = mesh.point(v);
-            out.vertices.push_back({p.x(), p.y(), p.z()});
-        }
-        for (const auto f : mesh.faces()) {
-            std::array<std::size_t, 3> t{};
-            std::size_t k = 0;
-            for (const auto v : CGAL::vertices_around_face(mesh.halfedge(f), mesh)) t[k++] = std::size_t(v);
-            out.triangles.push_back(t);
-        }
-    }
+    if (in.simplified != nullptr)
+        hand_back(
+            mesh, *in.simplified,
+            [&](auto v) {
+                const auto& p = mesh.point(v);
+                return Zelkov::Math::point<double, 3>{p.x(), p.y(), p.z()};
+            },
+            [&](auto f) {
+                std::array<std::size_t, 3> t{};
+                std::size_t k = 0;
+                for (const auto v : CGAL::vertices_around_face(mesh.halfedge(f), mesh)) t[k++] = std::size_t(v);
+                return t;
+            });
     return mesh.number_of_faces();
 }
 

@@ -147,21 +147,19 @@ std::size_t openmesh_decimate(const bench_input& in, stopwatch& sw)
     decimater.decimate_to_faces(0, simplify_target(in));
     mesh.garbage_collection();
     sw.stop();
-    if (in.simplified != nullptr) {
-        auto& out = *in.simplified;
-        out.vertices.clear();
-        out.triangles.clear();
-        for (const auto v : mesh.vertices()) {
-            const auto& p = mesh.point(v);
-            out.vertices.push_back({p[0], p[1], p[2]});
-        }
-        for (const auto f : mesh.faces()) {
-            std::array<std::size_t, 3> t{};
-            std::size_t k = 0;
-            for (const auto v : mesh.fv_range(f)) t[k++] = static_cast<std::size_t>(v.idx());
-            out.triangles.push_back(t);
-        }
-    }
+    if (in.simplified != nullptr)
+        hand_back(
+            mesh, *in.simplified,
+            [&](auto v) {
+                const auto& p = mesh.point(v);
+                return Zelkov::Math::point<double, 3>{p[0], p[1], p[2]};
+            },
+            [&](auto f) {
+                std::array<std::size_t, 3> t{};
+                std::size_t k = 0;
+                for (const auto v : mesh.fv_range(f)) t[k++] = static_cast<std::size_t>(v.idx());
+                return t;
+            });
     return mesh.n_faces();
 }
 

@@ -140,6 +140,17 @@ std::size_t open3d_edge_to_triangles(const bench_input&, stopwatch&);
 std::size_t open3d_smooth_simple(const bench_input&, stopwatch&);
 std::size_t open3d_simplify(const bench_input&, stopwatch&);
 
+/// Copies a peer's simplified mesh into `out`: the points of `mesh.vertices()`
+/// through `point_of`, the corner indices of `mesh.faces()` through `corners_of`.
+template <class Mesh, class PointOf, class CornersOf>
+void hand_back(const Mesh& mesh, triangle_surface& out, PointOf point_of, CornersOf corners_of)
+{
+    out.vertices.clear();
+    out.triangles.clear();
+    for (const auto v : mesh.vertices()) out.vertices.push_back(point_of(v));
+    for (const auto f : mesh.faces()) out.triangles.push_back(corners_of(f));
+}
+
 /// The number of smoothing iterations used by every smoothing pairing.
 inline constexpr std::size_t smoothing_iterations = 10;
 /// The sharp-edge angle in degrees used by every sharp-edge pairing.
