@@ -114,6 +114,27 @@ TEST(CollapseByQuadrics, SameResultOnAnyNumberOfThreads)
     for (std::size_t i = 0; i < one.vertices.size(); ++i) EXPECT_EQ(one.vertices[i], all.vertices[i]);
 }
 
+// More edges than the first sorted chunk of the queue holds, and a target low
+// enough that the queue sorts more of them on the way.
+TEST(CollapseByQuadrics, LargeSurfaceDownToATenthStaysClosedAndAlikeOnAnyThreads)
+{
+    const triangle_surface input = Zelkov::Meshgen::jittered(Zelkov::Meshgen::torus_with_about(60'000), 0.002, 5);
+    ASSERT_GT(3 * input.triangles.size() / 2, std::size_t{1} << 16);
+    auto run = [&] {
+        triangle_surface s = input;
+        EXPECT_TRUE(simplify(s, input.triangles.size() / 10).reached_target);
+        return s;
+    };
+    const triangle_surface one = Zelkov::Testing::in_arena(1, run);
+    const triangle_surface all = run();
+    ASSERT_TRUE(is_valid(all));
+    EXPECT_TRUE(is_manifold(all, get_vertex_to_triangles_map(all), true));
+    EXPECT_LT(Zelkov::Testing::sampled_hausdorff(input, all), 0.05);
+    EXPECT_EQ(one.triangles, all.triangles);
+    ASSERT_EQ(one.vertices.size(), all.vertices.size());
+    for (std::size_t i = 0; i < one.vertices.size(); ++i) EXPECT_EQ(one.vertices[i], all.vertices[i]);
+}
+
 TEST(CollapseByQuadrics, TetrahedronCannotCollapseFurther)
 {
     triangle_surface s = Zelkov::Meshgen::tetrahedron();
