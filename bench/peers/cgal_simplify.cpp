@@ -39,18 +39,11 @@ std::size_t cgal_simplify(const bench_input& in, stopwatch& sw)
     mesh.collect_garbage();
     sw.stop();
     if (in.simplified != nullptr)
-        hand_back(
-            mesh, *in.simplified,
-            [&](auto v) {
-                const auto& p = mesh.point(v);
-                return Zelkov::Math::point<double, 3>{p.x(), p.y(), p.z()};
-            },
-            [&](auto f) {
-                std::array<std::size_t, 3> t{};
-                std::size_t k = 0;
-                for (const auto v : CGAL::vertices_around_face(mesh.halfedge(f), mesh)) t[k++] = std::size_t(v);
-                return t;
-            });
+        hand_back(mesh, *in.simplified, [&](auto f) {
+            std::vector<std::size_t> corners;
+            for (const auto v : CGAL::vertices_around_face(mesh.halfedge(f), mesh)) corners.push_back(std::size_t(v));
+            return corners;
+        });
     return mesh.number_of_faces();
 }
 

@@ -148,18 +148,11 @@ std::size_t openmesh_decimate(const bench_input& in, stopwatch& sw)
     mesh.garbage_collection();
     sw.stop();
     if (in.simplified != nullptr)
-        hand_back(
-            mesh, *in.simplified,
-            [&](auto v) {
-                const auto& p = mesh.point(v);
-                return Zelkov::Math::point<double, 3>{p[0], p[1], p[2]};
-            },
-            [&](auto f) {
-                std::array<std::size_t, 3> t{};
-                std::size_t k = 0;
-                for (const auto v : mesh.fv_range(f)) t[k++] = static_cast<std::size_t>(v.idx());
-                return t;
-            });
+        hand_back(mesh, *in.simplified, [&](auto f) {
+            std::vector<std::size_t> corners;
+            for (const auto v : mesh.fv_range(f)) corners.push_back(static_cast<std::size_t>(v.idx()));
+            return corners;
+        });
     return mesh.n_faces();
 }
 

@@ -6,6 +6,7 @@
 // work through a `stopwatch`, and return a check value (a count that the
 // report shows, so that a peer doing less or more work is visible).
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -141,14 +142,23 @@ std::size_t open3d_smooth_simple(const bench_input&, stopwatch&);
 std::size_t open3d_simplify(const bench_input&, stopwatch&);
 
 /// Copies a peer's simplified mesh into `out`: the points of `mesh.vertices()`
-/// through `point_of`, the corner indices of `mesh.faces()` through `corners_of`.
-template <class Mesh, class PointOf, class CornersOf>
-void hand_back(const Mesh& mesh, triangle_surface& out, PointOf point_of, CornersOf corners_of)
+/// (OpenMesh's and CGAL's points both index their coordinates with []), and the
+/// corner indices that `corners_of(face)` gives for each of `mesh.faces()`.
+template <class Mesh, class CornersOf>
+void hand_back(const Mesh& mesh, triangle_surface& out, CornersOf corners_of)
 {
     out.vertices.clear();
     out.triangles.clear();
-    for (const auto v : mesh.vertices()) out.vertices.push_back(point_of(v));
-    for (const auto f : mesh.faces()) out.triangles.push_back(corners_of(f));
+    for (const auto v : mesh.vertices()) {
+        const auto& p = mesh.point(v);
+        out.vertices.push_back({p[0], p[1], p[2]});
+    }
+    for (const auto f : mesh.faces()) {
+        std::array<std::size_t, 3> t{};
+        std::size_t k = 0;
+        for (const std::size_t v : corners_of(f)) t[k++] = v;
+        out.triangles.push_back(t);
+    }
 }
 
 /// The number of smoothing iterations used by every smoothing pairing.
