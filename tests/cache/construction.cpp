@@ -239,19 +239,6 @@ TEST(NeighbourhoodCache, LinksEqualTheDefinitionAtBothWidths)
     }
 }
 
-TEST(NeighbourhoodCache, SameForEveryThreadCount)
-{
-    for (auto& surface : link_test_surfaces()) {
-        const auto build = [&](int threads) {
-            return in_arena(threads, [&] { return state_of(neighbourhood_cache(surface, {})); });
-        };
-        const auto one = build(1);
-        EXPECT_EQ(build(3), one);
-        EXPECT_EQ(in_arena(oneapi::tbb::task_arena::automatic, [&] { return state_of(neighbourhood_cache(surface, {})); }),
-                  one);
-    }
-}
-
 TEST(NeighbourhoodCache, EachBoundaryAndNonManifoldEdgeIsReportedOnce)
 {
     for (auto& surface : link_test_surfaces()) {

@@ -10,7 +10,6 @@
 namespace {
 
 using namespace Zelkov::Geometry;
-using Zelkov::Testing::in_arena;
 
 TEST(VertexRoughness, FlatRingIsZeroAndLoneVerticesAreMarked)
 {
@@ -66,18 +65,6 @@ TEST(Curvature, DegenerateNeighbourhoods)
     const triangle_surface collapsed{{{1, 1, 1}, {1, 1, 1}, {1, 1, 1}}, {{0, 1, 2}}};
     const auto k = curvature(collapsed);
     EXPECT_EQ(k[0], 0.0);
-}
-
-TEST(ShapeFields, SameForAnyThreadCount)
-{
-    const auto s = Zelkov::Meshgen::jittered(Zelkov::Meshgen::torus(60, 40), 0.01, 5);
-    const auto map = get_vertex_to_triangles_map(s);
-    const auto roughness = in_arena(1, [&] { return vertex_roughness(s, map); });
-    const auto bending = in_arena(1, [&] { return curvature(s, map); });
-    for (int threads : {2, 3, 8}) {
-        EXPECT_EQ(in_arena(threads, [&] { return vertex_roughness(s, map); }), roughness);
-        EXPECT_EQ(in_arena(threads, [&] { return curvature(s, map); }), bending);
-    }
 }
 
 }  // namespace

@@ -12,7 +12,6 @@
 namespace {
 
 using namespace Zelkov::Geometry;
-using Zelkov::Testing::in_arena;
 using tri = std::array<std::size_t, 3>;
 using edge = std::array<std::size_t, 2>;
 
@@ -150,14 +149,6 @@ TEST(IsSharpEdge, WholeSurfaceAgreesWithSingleEdgeOnEveryEdge)
                 }
             }
     }
-}
-
-TEST(IsSharpEdge, WholeSurfaceIsTheSameForAnyThreadCount)
-{
-    const auto s = awkward_surface(3);
-    const auto reference = in_arena(1, [&] { return Eigen::MatrixXd(is_sharp_edge(s, 25.0, false)); });
-    for (int threads : {2, 3, 8})
-        EXPECT_EQ(in_arena(threads, [&] { return Eigen::MatrixXd(is_sharp_edge(s, 25.0, false)); }), reference);
 }
 
 }  // namespace

@@ -97,23 +97,6 @@ TEST(CollapseByQuadrics, CreasesOfTheDefaultMeshSurvive)
     EXPECT_LT(Zelkov::Testing::sampled_hausdorff(input, s), 0.01);
 }
 
-TEST(CollapseByQuadrics, SameResultOnAnyNumberOfThreads)
-{
-    const triangle_surface input = Zelkov::Meshgen::jittered(Zelkov::Meshgen::torus(60, 30), 0.01, 3);
-    auto run = [&] {
-        triangle_surface s = input;
-        simplify(s, 500);
-        return s;
-    };
-    const triangle_surface one = Zelkov::Testing::in_arena(1, run);
-    const triangle_surface three = Zelkov::Testing::in_arena(3, run);
-    const triangle_surface all = run();
-    EXPECT_EQ(one.triangles, three.triangles);
-    EXPECT_EQ(one.triangles, all.triangles);
-    ASSERT_EQ(one.vertices.size(), all.vertices.size());
-    for (std::size_t i = 0; i < one.vertices.size(); ++i) EXPECT_EQ(one.vertices[i], all.vertices[i]);
-}
-
 // More edges than the first sorted chunk of the queue holds, and a target low
 // enough that the queue sorts more of them on the way.
 TEST(CollapseByQuadrics, LargeSurfaceDownToATenthStaysClosedAndAlikeOnAnyThreads)
