@@ -2,29 +2,11 @@
 
 #include <algorithm>
 
-#include <oneapi/tbb/blocked_range.h>
-#include <oneapi/tbb/parallel_for.h>
-
-
 #include <geometry/connectivity.h>
 
 #include "fields/vertex_loop.h"
 
 namespace Zelkov::Geometry {
-
-namespace {
-
-void copy_in_parallel(const std::vector<double>& from, std::vector<double>& to)
-{
-    oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, from.size(), 1 << 14),
-                              [&](const oneapi::tbb::blocked_range<std::size_t>& r) {
-                                  std::copy(from.begin() + static_cast<std::ptrdiff_t>(r.begin()),
-                                            from.begin() + static_cast<std::ptrdiff_t>(r.end()),
-                                            to.begin() + static_cast<std::ptrdiff_t>(r.begin()));
-                              });
-}
-
-}  // namespace
 
 std::vector<double> smooth_scalar_field(const triangle_surface& surface, std::vector<double> field,
                                         const vertex_to_triangles_map& map, std::size_t iterations)
@@ -46,8 +28,9 @@ std::vector<double> smooth_scalar_field(const triangle_surface& surface, std::ve
             next_field[v] = sum / static_cast<double>(1 + ring_lists[v].size());
         });
         // Copied, not swapped: `field` keeps the previous pass while bodies
-        // read it. The copy is split over the threads like the pass.
-        copy_in_parallel(next_field, field);
+        // read it. The copy is split over the threads like the pass (the
+        // loop is the fields' vertex loop, over the buffer's length).
+        detail::for_each_vertex(next_field.size(), [&](std::size_t v) { field[v] = next_field[v]; });
     }
     return field;
 }
