@@ -27,21 +27,17 @@ value run_clean(const common_options& options, const clean_options& clean, stage
             degenerate_removed = repeated.size();
             remove_triangles(s, std::move(repeated));
         });
-        done.set("degenerate triangles removed", degenerate_removed);
+        done["degenerate_triangles_removed"] = degenerate_removed;
     }
 
     std::vector<std::size_t> old_to_new;
     clock.run("remove free points", [&] { remove_free_points(s, old_to_new); });
     std::size_t free_removed = 0;
     for (const std::size_t n : old_to_new) free_removed += n == std::numeric_limits<std::size_t>::max();
-    done.set("free vertices removed", free_removed);
-    report.set("clean-up", std::move(done));
-    report.set("after", surface_summary(s));
-
-    if (!options.output.empty()) {
-        clock.run("write", [&] { Zelkov::Meshio::write_mesh_file(options.output, s, {}, options.input); });
-        report.set("output", options.output);
-    }
+    done["free_vertices_removed"] = free_removed;
+    report["clean_up"] = std::move(done);
+    report["after"] = surface_summary(s);
+    write_output(options, s, {}, report, clock);
     return report;
 }
 

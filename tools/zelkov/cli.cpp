@@ -1,8 +1,16 @@
 #include "cli.h"
 
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
 #include <functional>
+#include <limits>
 #include <new>
+#include <optional>
 #include <ostream>
+#include <sstream>
 
 #include <CLI/CLI.hpp>
 
@@ -20,28 +28,93 @@ const char* const description =
 
 const char* const footer =
     "Exit status: 0 success, 2 bad command line, 3 bad or missing input file,\n"
-    "4 output not written (e.g. it would overwrite the input), 1 internal error.";
+    "4 output not written (its folder is missing, it would overwrite the input, the result\n"
+    "is empty, or the report could not be written to standard output), 1 internal error.";
 
-void add_common(CLI::App& sub, common_options& o)
+const char* const sub_commands[] = {"info", "clean", "simplify", "features"};
+
+/// A whole non-negative decimal count between `low` and `high`. Checked on the
+/// text, before CLI11 converts it, so that "-5" cannot wrap around.
+CLI::Validator count_between(std::size_t low, std::size_t high)
+{
+    const std::string range = "[" + std::to_string(low) + ", " + std::to_string(high) + "]";
+    return CLI::Validator(
+        [=](std::string& text) -> std::string {
+            std::size_t n = 0;
+            const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), n);
+            if (text.empty() || ec != std::errc() || end != text.data() + text.size() || n < low || n > high)
+                return "'" + text + "' is not a whole number in " + range;
+            return {};
+        },
+        "INT in " + range);
+}
+
+/// A finite number within [low, high], or within (low, high] when `open_low`.
+/// NaN and infinities are refused (a plain range check would let NaN through).
+CLI::Validator number_between(double low, double high, bool open_low = false)
+{
+    std::ostringstream range;
+    range << (open_low ? "(" : "[") << low << ", " << high << "]";
+    return CLI::Validator(
+        [=, text_range = range.str()](std::string& text) -> std::string {
+            double x = 0;
+            const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), x);
+            const bool number = !text.empty() && ec == std::errc() && end == text.data() + text.size();
+            if (!number || !std::isfinite(x) || x > high || x < low || (open_low && x == low))
+                return "'" + text + "' is not a finite number in " + text_range;
+            return {};
+        },
+        "NUMBER in " + range.str());
+}
+
+void add_common(CLI::App& sub, common_options& o, bool writes_a_mesh)
 {
     sub.add_option("input", o.input, "mesh file to read (.stl, .obj, .ply, .off); none: the built-in mesh");
-    sub.add_option("-o,--output", o.output, "file to write (.ply, .stl, .obj); none: report only");
+    if (writes_a_mesh) sub.add_option("-o,--output", o.output, "file to write (.ply, .stl, .obj); none: report only");
     sub.add_flag("--json", o.json, "print the report as JSON");
     sub.add_option("--default-mesh-triangles", o.default_mesh_triangles,
                    "size of the built-in mesh used when no input is given")
-        ->check(CLI::Range(std::size_t{8}, std::size_t{200'000'000}));
+        ->check(count_between(8, 200'000'000));
+}
+
+/// The first argument, when it is meant as a sub-command but names none.
+/// \pre argv[1] exists.
+std::optional<std::string> unknown_sub_command(const char* const* argv)
+{
+    if (argv[1][0] == '-') return std::nullopt;
+    for (const char* known : sub_commands)
+        if (std::strcmp(argv[1], known) == 0) return std::nullopt;
+    return std::string(argv[1]);
+}
+
+/// Fails before any work when the output could not be written: a format
+/// that cannot be written, the input itself, or a folder that is missing.
+void check_output(const common_options& o)
+{
+    if (o.output.empty()) return;
+    Zelkov::Meshio::check_output_path(o.output, o.input);
+    namespace fs = std::filesystem;
+    const fs::path folder = fs::absolute(fs::path(o.output)).parent_path();
+    std::error_code ec;
+    if (!fs::is_directory(folder, ec))
+        throw Zelkov::Meshio::write_error(o.output + ": cannot write: the folder " + folder.string() +
+                                          " does not exist");
 }
 
 /// Runs one sub-command and prints its report with the stage timings.
+/// \throws Zelkov::Meshio::write_error when the report cannot be written.
 void run_and_print(const std::function<value(stage_clock&)>& command, const common_options& o, std::ostream& out,
                    std::ostream& err, bool err_is_terminal)
 {
-    if (!o.output.empty()) Zelkov::Meshio::check_output_path(o.output, o.input);
+    check_output(o);
     stage_clock clock(err_is_terminal ? &err : nullptr);
     value report = command(clock);
-    report.set("timings (ms)", clock.timings());
-    if (o.json) report.write_json(out);
-    else report.write_text(out);
+    report["timings_ms"] = clock.timings();
+    if (o.json) write_json(out, report);
+    else write_text(out, report);
+    if (!out.flush()) throw Zelkov::Meshio::write_error("cannot write the report to standard output");
+    if (const auto* warnings = report.contains("warnings") ? &report["warnings"] : nullptr)
+        for (const auto& w : *warnings) err << "zelkov: warning: " << w.get<std::string>() << '\n';
 }
 
 }  // namespace
@@ -51,6 +124,7 @@ int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
     CLI::App app{description, "zelkov"};
     app.footer(footer);
     app.require_subcommand(1);
+    app.set_version_flag("--version", "zelkov " ZELKOV_VERSION);
 
     common_options info_o, clean_o, simplify_o, features_o;
     clean_options clean;
@@ -58,10 +132,10 @@ int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
     features_options features;
 
     auto* info_cmd = app.add_subcommand("info", "counts, measures, topology, defects and the investigation report");
-    add_common(*info_cmd, info_o);
+    add_common(*info_cmd, info_o, false);
 
     auto* clean_cmd = app.add_subcommand("clean", "merge equal points and triangles, remove free points, write");
-    add_common(*clean_cmd, clean_o);
+    add_common(*clean_cmd, clean_o, true);
     clean_cmd->add_flag(
         "--ignore-orientation{false}", clean.consider_orientation,
         "merge triangles on the same vertices whatever their orientation (a merged triangle may turn over)");
@@ -70,35 +144,48 @@ int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
 
     auto* simplify_cmd =
         app.add_subcommand("simplify", "weld, then collapse edges by quadric error down to a target, relax, write");
-    add_common(*simplify_cmd, simplify_o);
-    auto* target = simplify_cmd->add_option("--target", simplify.target, "number of triangles to reach");
+    add_common(*simplify_cmd, simplify_o, true);
+    auto* target = simplify_cmd->add_option("--target", simplify.target, "number of triangles to reach")
+                       ->check(count_between(1, std::numeric_limits<std::uint32_t>::max()));
     simplify_cmd->add_option("--ratio", simplify.ratio, "fraction of the triangles to keep (default 0.1)")
-        ->check(CLI::Range(0.0, 1.0))
+        ->check(number_between(0.0, 1.0, true))
         ->excludes(target);
     simplify_cmd->add_option("--max-normal-turn", simplify.max_normal_turn_degrees,
                              "refuse a collapse that turns a triangle's normal by more degrees than this")
-        ->check(CLI::Range(0.0, 180.0))
+        ->check(number_between(0.0, 180.0))
         ->capture_default_str();
     simplify_cmd->add_flag("--collapse-boundary", simplify.collapse_boundary,
                            "let boundary edges collapse too (by default they are kept exactly as they are)");
     simplify_cmd->add_option("--relax-angle", simplify.relax_flat_degrees,
                              "relax (flip) only edges whose triangles meet within this many degrees of flat")
-        ->check(CLI::Range(0.0, 180.0))
+        ->check(number_between(0.0, 180.0))
         ->capture_default_str();
 
     auto* features_cmd = app.add_subcommand(
         "features", "sharp edges, roughness, curvature and smoothed curvature, written as a coloured PLY");
-    add_common(*features_cmd, features_o);
+    add_common(*features_cmd, features_o, true);
     features_cmd->add_option("--angle", features.sharp_angle_degrees, "an edge is sharp beyond this angle (degrees)")
-        ->check(CLI::Range(0.0, 180.0))
+        ->check(number_between(0.0, 180.0))
         ->capture_default_str();
     features_cmd->add_option("--smooth", features.smoothing_iterations, "smoothing iterations for the curvature")
+        ->check(count_between(0, max_smoothing_iterations))
         ->capture_default_str();
 
+    if (argc < 2) {
+        err << "zelkov: error: a sub-command is required (info, clean, simplify or features; see zelkov --help)\n";
+        return exit_usage;
+    }
+    if (const auto name = unknown_sub_command(argv)) {
+        err << "zelkov: error: unknown sub-command '" << *name
+            << "' (expected info, clean, simplify or features; see zelkov --help)\n";
+        return exit_usage;
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
-        return app.exit(e, out, err) == 0 ? exit_ok : exit_usage;
+        if (e.get_exit_code() == 0) return app.exit(e, out, err) == 0 ? exit_ok : exit_usage;  // --help, --version
+        err << "zelkov: error: " << e.what() << " (see zelkov --help)\n";
+        return exit_usage;
     }
 
     try {

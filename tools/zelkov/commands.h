@@ -10,6 +10,7 @@
 
 #include <geometry/triangle_surface.h>
 
+#include "meshio.h"
 #include "report.h"
 #include "stages.h"
 
@@ -51,6 +52,9 @@ struct simplify_cli_options {
     bool collapse_boundary = false;
 };
 
+/// The most smoothing iterations `features` accepts.
+inline constexpr std::size_t max_smoothing_iterations = 100'000;
+
 struct features_options {
     double sharp_angle_degrees = 30.0;
     std::size_t smoothing_iterations = 10;
@@ -73,6 +77,24 @@ value begin_report(const char* command, const input_mesh& in);
 /// Merges equal points, then equal triangles (`unique`), as the stage
 /// "unique"; returns how many of each were merged.
 value weld(Zelkov::Geometry::triangle_surface& surface, bool consider_orientation, stage_clock& clock);
+
+/// Writes the result to `options.output`, if one is given, and names it in
+/// the report. Rounding that the format forces (STL's floats) is added to the
+/// report's warnings.
+/// \throws Zelkov::Meshio::write_error when the surface has no triangles or
+/// the file cannot be written.
+void write_output(const common_options& options, const Zelkov::Geometry::triangle_surface& surface,
+                  const Zelkov::Meshio::ply_content& content, value& report, stage_clock& clock);
+
+/// Appends a line to the report's "warnings", which the program also prints
+/// on the error stream after the report.
+void add_warning(value& report, const std::string& text);
+
+/// The library's investigation report: its text and its five numbers, which
+/// count triangle sides rather than edges. Left out, with the reason, when the
+/// surface would make it too slow (many triangles on one edge).
+value investigation(const Zelkov::Geometry::triangle_surface& surface,
+                    const Zelkov::Geometry::vertex_to_triangles_map& map, stage_clock& clock);
 
 /// Counts and the bounding box of a surface, for the report.
 value surface_summary(const Zelkov::Geometry::triangle_surface& surface);

@@ -1,10 +1,12 @@
 #include <algorithm>
 #include <cmath>
+#include <sstream>
 
 #include <geometry/trimesh.h>
 
 #include "commands.h"
 #include "default_mesh.h"
+#include "figures.h"
 #include "meshio.h"
 
 namespace Zelkov::Cli {
@@ -23,25 +25,22 @@ input_mesh load_input(const common_options& options, stage_clock& clock)
 
 value surface_summary(const Zelkov::Geometry::triangle_surface& surface)
 {
-    value v = value::new_object();
-    v.set("vertices", surface.vertices.size());
-    v.set("triangles", surface.triangles.size());
+    value v = value::object();
+    v["vertices"] = surface.vertices.size();
+    v["triangles"] = surface.triangles.size();
     const auto box = Zelkov::Geometry::bounding_volume(surface, false);
-    if (!surface.triangles.empty()) {
-        value b = value::new_object();
-        b.set("min", triple(box.min.x, box.min.y, box.min.z));
-        b.set("max", triple(box.max.x, box.max.y, box.max.z));
-        v.set("bounding box", std::move(b));
-    }
+    if (!surface.triangles.empty())
+        v["bounding_box"] = {{"min", triple(box.min.x, box.min.y, box.min.z)},
+                             {"max", triple(box.max.x, box.max.y, box.max.z)}};
     return v;
 }
 
 value begin_report(const char* command, const input_mesh& in)
 {
-    value report = value::new_object();
-    report.set("command", command);
-    report.set("input", in.name);
-    report.set("before", surface_summary(in.surface));
+    value report = value::object();
+    report["command"] = command;
+    report["input"] = in.name;
+    report["before"] = surface_summary(in.surface);
     return report;
 }
 
@@ -49,11 +48,56 @@ value weld(Zelkov::Geometry::triangle_surface& surface, bool consider_orientatio
 {
     const std::size_t v0 = surface.vertices.size(), t0 = surface.triangles.size();
     clock.run("unique", [&] { Zelkov::Geometry::unique(surface, consider_orientation); });
-    value merged = value::new_object();
-    merged.set("orientation considered", consider_orientation);
-    merged.set("vertices merged", v0 - surface.vertices.size());
-    merged.set("triangles merged", t0 - surface.triangles.size());
+    value merged = value::object();
+    merged["orientation_considered"] = consider_orientation;
+    merged["vertices_merged"] = v0 - surface.vertices.size();
+    merged["triangles_merged"] = t0 - surface.triangles.size();
     return merged;
+}
+
+void write_output(const common_options& options, const Zelkov::Geometry::triangle_surface& surface,
+                  const Zelkov::Meshio::ply_content& content, value& report, stage_clock& clock)
+{
+    if (options.output.empty()) return;
+    if (surface.triangles.empty())
+        throw Zelkov::Meshio::write_error(options.output + ": not written: the result has no triangles");
+    if (Zelkov::Meshio::format_from_extension(options.output) == Zelkov::Meshio::mesh_format::stl) {
+        std::size_t changed = 0;
+        for (const auto& p : surface.vertices)
+            for (const double x : {p.x, p.y, p.z}) changed += static_cast<double>(static_cast<float>(x)) != x;
+        if (changed > 0)
+            add_warning(report, options.output + ": STL stores coordinates as 32-bit floats: " +
+                                    std::to_string(changed) + " coordinates were rounded (write .ply or .obj to keep them exactly)");
+    }
+    clock.run("write", [&] { Zelkov::Meshio::write_mesh_file(options.output, surface, content, options.input); });
+    report["output"] = options.output;
+}
+
+void add_warning(value& report, const std::string& text) { report["warnings"].push_back(text); }
+
+value investigation(const Zelkov::Geometry::triangle_surface& surface,
+                    const Zelkov::Geometry::vertex_to_triangles_map& map, stage_clock& clock)
+{
+    value v = value::object();
+    v["counts"] = "triangle sides: an edge is counted once from each triangle on it";
+    if (!investigation_is_affordable(surface, map)) {
+        v["skipped"] = "too many triangles share an edge or a repeated vertex for a side-by-side count; "
+                       "see the edge figures instead";
+        return v;
+    }
+    std::ostringstream text;
+    clock.run("investigate", [&] { Zelkov::Geometry::investigate(surface, map, text); });
+    // The numbers of the report, read back from its "label: number" lines.
+    const char* const keys[] = {"degenerate_triangles", "boundary_sides", "manifold_sides",
+                                "oriented_manifold_sides", "non_manifold_sides"};
+    std::istringstream lines(text.str());
+    std::size_t next = 0;
+    for (std::string line; std::getline(lines, line) && next < std::size(keys);) {
+        const std::size_t colon = line.rfind(": ");
+        if (colon != std::string::npos) v[keys[next++]] = std::stoull(line.substr(colon + 2));
+    }
+    v["text"] = text.str();
+    return v;
 }
 
 value field_summary(const std::vector<double>& values, std::optional<double> skip_value)
@@ -62,19 +106,19 @@ value field_summary(const std::vector<double>& values, std::optional<double> ski
     kept.reserve(values.size());
     for (const double x : values)
         if (std::isfinite(x) && (!skip_value || x != *skip_value)) kept.push_back(x);
-    value v = value::new_object();
-    v.set("values", kept.size());
+    value v = value::object();
+    v["values"] = kept.size();
     if (kept.empty()) return v;
     std::sort(kept.begin(), kept.end());
     double sum = 0.0;
     for (const double x : kept) sum += x;
     auto at = [&](double q) { return kept[static_cast<std::size_t>(q * static_cast<double>(kept.size() - 1))]; };
-    v.set("min", kept.front());
-    v.set("p05", at(0.05));
-    v.set("median", at(0.5));
-    v.set("p95", at(0.95));
-    v.set("max", kept.back());
-    v.set("mean", sum / static_cast<double>(kept.size()));
+    v["min"] = kept.front();
+    v["p05"] = at(0.05);
+    v["median"] = at(0.5);
+    v["p95"] = at(0.95);
+    v["max"] = kept.back();
+    v["mean"] = sum / static_cast<double>(kept.size());
     return v;
 }
 

@@ -1,7 +1,12 @@
 #include "figures.h"
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
+#include <set>
+#include <tuple>
+
+#include <geometry/cleanup.h>
 
 #include <boost/pending/disjoint_sets.hpp>
 #include <oneapi/tbb/blocked_range.h>
@@ -22,11 +27,108 @@ public:
     }
     void join(std::size_t a, std::size_t b) { sets_.union_set(a, b); }
     bool is_root(std::size_t i) { return sets_.find_set(i) == i; }
+    std::size_t find(std::size_t i) { return sets_.find_set(i); }
 
 private:
     std::vector<std::size_t> rank_, parent_;
     boost::disjoint_sets<std::size_t*, std::size_t*> sets_;
 };
+
+using sparse = Eigen::SparseMatrix<double, 0, int>;
+
+/// Calls `f(row, column, count, mirror_count)` for each undirected edge of an
+/// edge-count matrix with a symmetric pattern, once, from below the diagonal.
+template <class F>
+void for_each_edge(const sparse& edge_counts, F&& f)
+{
+    for (int k = 0; k < edge_counts.outerSize(); ++k)
+        for (sparse::InnerIterator it(edge_counts, k); it; ++it)
+            if (it.row() > k)
+                f(static_cast<std::size_t>(it.row()), static_cast<std::size_t>(k), static_cast<long>(it.value()),
+                  static_cast<long>(edge_counts.coeff(k, it.row())));
+}
+
+/// Disjoint sets over triangles that also keep, for each triangle, whether it
+/// must be turned over relative to its set's root for the set to be
+/// consistently oriented; a set that would need a triangle both ways is
+/// marked as non-orientable.
+class orientation_sets {
+public:
+    explicit orientation_sets(std::size_t n) : parent_(n), flip_(n, 0), broken_(n, 0)
+    {
+        std::iota(parent_.begin(), parent_.end(), 0);
+    }
+
+    /// Joins a and b, which run their common edge the same way when `same_way`.
+    void join(std::size_t a, std::size_t b, bool same_way)
+    {
+        const auto [ra, fa] = find(a);
+        const auto [rb, fb] = find(b);
+        const unsigned char needed = same_way ? 1 : 0;  // b's flip relative to a
+        if (ra == rb) {
+            if ((fa ^ fb) != needed) broken_[ra] = 1;
+            return;
+        }
+        parent_[rb] = ra;
+        flip_[rb] = static_cast<unsigned char>(fa ^ fb ^ needed);
+        broken_[ra] = broken_[ra] | broken_[rb];
+    }
+
+    bool is_broken(std::size_t t) { return broken_[find(t).first] != 0; }
+
+private:
+    /// The root of t and t's flip relative to it, compressing the path.
+    std::pair<std::size_t, unsigned char> find(std::size_t t)
+    {
+        std::size_t root = t;
+        unsigned char flip = 0;
+        while (parent_[root] != root) {
+            flip ^= flip_[root];
+            root = parent_[root];
+        }
+        // Second pass: point each node on the path straight at the root.
+        unsigned char rest = flip;
+        while (parent_[t] != root && t != root) {
+            const std::size_t next = parent_[t];
+            const unsigned char own = flip_[t];
+            parent_[t] = root;
+            flip_[t] = rest;
+            rest ^= own;
+            t = next;
+        }
+        return {root, flip};
+    }
+
+    std::vector<std::size_t> parent_;
+    std::vector<unsigned char> flip_, broken_;
+};
+
+/// One side of a triangle keyed by its undirected edge.
+struct keyed_side {
+    std::size_t low, high, triangle;
+    bool forward;  // the triangle runs low -> high
+    bool operator<(const keyed_side& o) const
+    {
+        return std::tie(low, high, triangle) < std::tie(o.low, o.high, o.triangle);
+    }
+};
+
+/// The sides of the triangles that do not repeat a vertex, sorted by edge.
+std::vector<keyed_side> sorted_sides(const Zelkov::Geometry::triangle_surface& surface)
+{
+    std::vector<keyed_side> sides;
+    sides.reserve(3 * surface.triangles.size());
+    for (std::size_t t = 0; t < surface.triangles.size(); ++t) {
+        const auto& tri = surface.triangles[t];
+        if (repeats_vertex(tri)) continue;
+        for (int i = 0; i < 3; ++i) {
+            const std::size_t a = tri[i], b = tri[(i + 1) % 3];
+            sides.push_back({std::min(a, b), std::max(a, b), t, a < b});
+        }
+    }
+    std::sort(sides.begin(), sides.end());
+    return sides;
+}
 
 /// The number of fans around `v`: its triangles, joined when they share a
 /// second vertex (and so an edge at v).
@@ -54,20 +156,100 @@ std::size_t fan_count(std::size_t v, const Zelkov::Geometry::triangle_surface& s
 
 }  // namespace
 
-edge_figures count_edges(const Eigen::SparseMatrix<double, 0, int>& edge_counts)
+edge_figures count_edges(const sparse& edge_counts)
 {
     edge_figures f;
-    for (int k = 0; k < edge_counts.outerSize(); ++k)
-        for (Eigen::SparseMatrix<double, 0, int>::InnerIterator it(edge_counts, k); it; ++it) {
-            if (it.row() <= k) continue;  // each edge once, from below the diagonal
-            const auto n = static_cast<long>(it.value()) + static_cast<long>(edge_counts.coeff(k, it.row()));
-            ++f.edges;
-            if (n == 1) ++f.boundary;
-            else if (n == 2) ++f.manifold;
-            else if (n >= 3) ++f.non_manifold;
-        }
+    for_each_edge(edge_counts, [&](std::size_t, std::size_t, long p, long q) {
+        const long n = p + q;
+        ++f.edges;
+        if (n == 1) ++f.boundary;
+        else if (n == 2) ++f.manifold;
+        else if (n >= 3) ++f.non_manifold;
+        f.misoriented += n == 2 && p != 1;
+    });
     return f;
 }
+
+std::size_t boundary_loops(const sparse& edge_counts)
+{
+    const auto n = static_cast<std::size_t>(edge_counts.rows());
+    index_sets sets(n);
+    std::vector<unsigned char> on_boundary(n, 0);
+    for_each_edge(edge_counts, [&](std::size_t a, std::size_t b, long p, long q) {
+        if (p + q != 1) return;
+        sets.join(a, b);
+        on_boundary[a] = on_boundary[b] = 1;
+    });
+    std::size_t loops = 0;
+    for (std::size_t v = 0; v < n; ++v) loops += on_boundary[v] && sets.is_root(v);
+    return loops;
+}
+
+std::size_t non_orientable_components(const Zelkov::Geometry::triangle_surface& surface)
+{
+    const std::vector<keyed_side> sides = sorted_sides(surface);
+    orientation_sets patches(surface.triangles.size());
+    for (std::size_t i = 0; i < sides.size();) {
+        std::size_t j = i + 1;
+        while (j < sides.size() && sides[j].low == sides[i].low && sides[j].high == sides[i].high) ++j;
+        if (j - i == 2 && sides[i].triangle != sides[i + 1].triangle)
+            patches.join(sides[i].triangle, sides[i + 1].triangle, sides[i].forward == sides[i + 1].forward);
+        i = j;
+    }
+    // A piece is non-orientable when one of its triangles lies in a broken patch.
+    index_sets pieces(surface.vertices.size());
+    for (const auto& t : surface.triangles) {
+        pieces.join(t[0], t[1]);
+        pieces.join(t[0], t[2]);
+    }
+    std::set<std::size_t> broken_pieces;
+    for (std::size_t t = 0; t < surface.triangles.size(); ++t)
+        if (!repeats_vertex(surface.triangles[t]) && patches.is_broken(t))
+            broken_pieces.insert(pieces.find(surface.triangles[t][0]));
+    return broken_pieces.size();
+}
+
+euler_figures welded_euler_characteristic(const Zelkov::Geometry::triangle_surface& surface)
+{
+    Zelkov::Geometry::triangle_surface welded = surface;
+    Zelkov::Geometry::unique_vertices(welded);
+    const std::vector<keyed_side> sides = sorted_sides(welded);
+    euler_figures f;
+    std::vector<unsigned char> used(welded.vertices.size(), 0);
+    for (const auto& t : welded.triangles) {
+        if (repeats_vertex(t)) continue;
+        ++f.triangles;
+        used[t[0]] = used[t[1]] = used[t[2]] = 1;
+    }
+    for (const unsigned char u : used) f.vertices += u;
+    for (std::size_t i = 0; i < sides.size(); ++i)
+        f.edges += i == 0 || sides[i].low != sides[i - 1].low || sides[i].high != sides[i - 1].high;
+    f.characteristic = static_cast<long long>(f.vertices) - static_cast<long long>(f.edges) +
+                       static_cast<long long>(f.triangles);
+    return f;
+}
+
+std::size_t non_finite_vertices(const Zelkov::Geometry::triangle_surface& surface)
+{
+    std::size_t n = 0;
+    for (const auto& p : surface.vertices) n += !(std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z));
+    return n;
+}
+
+bool investigation_is_affordable(const Zelkov::Geometry::triangle_surface& surface,
+                                 const Zelkov::Geometry::vertex_to_triangles_map& map)
+{
+    const double sides = 3 * static_cast<double>(surface.triangles.size());
+    const double budget = 1e8 + 64 * sides;  // an ordinary surface needs about 12 a side
+    double work = 0;
+    for (const auto& t : surface.triangles) {
+        for (int i = 0; i < 3; ++i)
+            work += 2 * static_cast<double>(std::min(map[t[i]].size(), map[t[(i + 1) % 3]].size()));
+        if (work > budget) return false;
+    }
+    return true;
+}
+
 
 std::vector<unsigned char> pinch_vertices(const Zelkov::Geometry::triangle_surface& surface,
                                           const Zelkov::Geometry::vertex_to_triangles_map& map)

@@ -18,6 +18,7 @@ struct edge_figures {
     std::size_t boundary = 0;      // one triangle
     std::size_t manifold = 0;      // two triangles
     std::size_t non_manifold = 0;  // three or more
+    std::size_t misoriented = 0;   // two triangles that run the edge the same way
 };
 edge_figures count_edges(const Eigen::SparseMatrix<double, 0, int>& edge_counts);
 
@@ -30,6 +31,39 @@ std::vector<unsigned char> pinch_vertices(const Zelkov::Geometry::triangle_surfa
 /// The number of pieces of the surface, triangles being joined through shared
 /// vertices. Free vertices are not pieces.
 std::size_t connected_components(const Zelkov::Geometry::triangle_surface& surface);
+
+/// The number of boundary loops: pieces of the graph of boundary edges (edges
+/// of one triangle, read from the edge-count matrix), joined where they share
+/// a vertex. Two holes whose rims touch at a vertex count as one.
+std::size_t boundary_loops(const Eigen::SparseMatrix<double, 0, int>& edge_counts);
+
+/// The number of connected pieces (as in `connected_components`) that cannot
+/// be oriented consistently across their manifold edges, such as a Moebius
+/// strip. Triangles that repeat a vertex are left out.
+std::size_t non_orientable_components(const Zelkov::Geometry::triangle_surface& surface);
+
+/// Euler characteristic V - E + F of a surface after exact welding of equal
+/// positions, over the triangles that do not repeat a vertex: V counts the
+/// vertices they use, E their distinct edges.
+struct euler_figures {
+    std::size_t vertices = 0;
+    std::size_t edges = 0;
+    std::size_t triangles = 0;
+    long long characteristic = 0;
+};
+euler_figures welded_euler_characteristic(const Zelkov::Geometry::triangle_surface& surface);
+
+/// The number of vertices with a NaN or infinite coordinate.
+std::size_t non_finite_vertices(const Zelkov::Geometry::triangle_surface& surface);
+
+/// Whether the library's `investigate` is affordable on `surface`: it lists,
+/// for each triangle side, the triangles on the side's edge, so that its work
+/// grows with the square of the number of triangles on an edge. Bounded here
+/// by the smaller triangle count of the side's two ends; refused when that
+/// bound exceeds what an ordinary surface of the same size needs by more than
+/// about 10^8 entries.
+bool investigation_is_affordable(const Zelkov::Geometry::triangle_surface& surface,
+                                 const Zelkov::Geometry::vertex_to_triangles_map& map);
 
 /// The indices of the triangles that name a vertex twice or three times, ascending.
 std::vector<std::size_t> repeated_vertex_triangles(const Zelkov::Geometry::triangle_surface& surface);

@@ -53,15 +53,13 @@ value run_simplify(const common_options& options, const simplify_cli_options& o,
     value welded = weld(s, true, clock);
     clock.run("remove degenerate triangles", [&] {
         auto repeated = repeated_vertex_triangles(s);
-        welded.set("degenerate triangles removed", repeated.size());
+        welded["degenerate_triangles_removed"] = repeated.size();
         remove_triangles(s, std::move(repeated));
     });
-    report.set("weld", std::move(welded));
+    report["weld"] = std::move(welded);
 
     const auto map = clock.run("vertex-to-triangles map", [&] { return get_vertex_to_triangles_map(s); });
-    std::ostringstream investigation;
-    clock.run("investigate", [&] { investigate(s, map, investigation); });
-    report.set("investigation", investigation.str());
+    report["investigation"] = investigation(s, map, clock);
     auto pinned = clock.run("pinch vertices", [&] { return pinch_vertices(s, map); });
 
     simplify_options so;
@@ -70,40 +68,37 @@ value run_simplify(const common_options& options, const simplify_cli_options& o,
     so.preserve_boundary = !o.collapse_boundary;
     const simplify_counts counts = collapse_by_quadrics(s, so, std::move(pinned), clock);
 
-    value c = value::new_object();
-    c.set("target triangles", so.target_triangles);
-    c.set("reached target", counts.reached_target);
-    c.set("collapses", counts.collapses);
-    c.set("triangles removed", counts.removed_triangles);
-    c.set("boundary edges", counts.boundary_edges);
-    c.set("boundary kept as it is", so.preserve_boundary);
-    c.set("non-manifold edges kept", counts.non_manifold_edges);
-    c.set("vertices held in place", counts.pinned_vertices);
-    c.set("refused by the link condition", counts.refused_by_link);
-    c.set("refused by the normal test", counts.refused_by_normal);
-    c.set("largest quadric error", counts.largest_error);
-    report.set("collapse", std::move(c));
+    value c = value::object();
+    c["target_triangles"] = so.target_triangles;
+    c["reached_target"] = counts.reached_target;
+    c["collapses"] = counts.collapses;
+    c["triangles_removed"] = counts.removed_triangles;
+    c["boundary_edges"] = counts.boundary_edges;
+    c["boundary_kept_as_it_is"] = so.preserve_boundary;
+    c["non_manifold_edges_kept"] = counts.non_manifold_edges;
+    c["vertices_held_in_place"] = counts.pinned_vertices;
+    c["refused_by_the_link_condition"] = counts.refused_by_link;
+    c["refused_by_the_normal_test"] = counts.refused_by_normal;
+    c["largest_quadric_error"] = counts.largest_error;
+    report["collapse"] = std::move(c);
 
     clock.run("remove free points", [&] { remove_free_points(s); });
     auto fresh = clock.run("vertex-to-triangles map", [&] { return get_vertex_to_triangles_map(s); });
     const std::size_t flips =
         clock.run("relax edges", [&] { return relax_flat_edges(s, fresh, o.relax_flat_degrees); });
-    report.set("relaxed edges", flips);
+    report["relaxed_edges"] = flips;
     const auto k = clock.run("curvature", [&] { return curvature(s, fresh); });
-    report.set("curvature", field_summary(k));
+    report["curvature"] = field_summary(k);
 
     value after = surface_summary(s);
-    after.set("valid", is_valid(s));
-    after.set("closed and consistently oriented", is_manifold(s, fresh, true));
-    report.set("after", std::move(after));
+    after["valid"] = is_valid(s);
+    after["closed_and_consistently_oriented"] = is_manifold(s, fresh, true);
+    report["after"] = std::move(after);
 
-    if (!options.output.empty()) {
-        Zelkov::Meshio::ply_content content;
-        content.fields.push_back({"curvature", k});
-        content.colours = diverging_colours(k);
-        clock.run("write", [&] { Zelkov::Meshio::write_mesh_file(options.output, s, content, options.input); });
-        report.set("output", options.output);
-    }
+    Zelkov::Meshio::ply_content content;
+    content.fields.push_back({"curvature", k});
+    content.colours = diverging_colours(k);
+    write_output(options, s, content, report, clock);
     return report;
 }
 

@@ -59,7 +59,7 @@ private:
 /// which one is running.
 class stage_clock {
 public:
-    explicit stage_clock(std::ostream* terminal) : terminal_(terminal), timings_(value::new_object()) {}
+    explicit stage_clock(std::ostream* terminal) : terminal_(terminal), timings_(value::object()) {}
 
     template <class F>
     decltype(auto) run(const std::string& name, F&& work)
@@ -79,12 +79,13 @@ public:
         return std::forward<F>(work)();
     }
 
-    /// Adds `ms` to the stage's time (a stage may run in several pieces).
+    /// Adds `ms` to the stage's time (a stage may run in several pieces). The
+    /// stage's key in the timings is its name in snake_case.
     void record(const std::string& name, double ms)
     {
-        const value* old = timings_.find(name);
-        const double total = (old ? old->as_double() : 0.0) + ms;
-        timings_.set(name, std::round(total * 1000.0) / 1000.0);
+        value& total = timings_[snake_case(name)];
+        const double sum = (total.is_number() ? total.get<double>() : 0.0) + ms;
+        total = std::round(sum * 1000.0) / 1000.0;
         if (terminal_) *terminal_ << "\r\033[K" << std::flush;
     }
 
