@@ -140,6 +140,9 @@ TEST(Output, RoundingToStlFloatsIsAWarning)
     // Exact floats go through without a word.
     const std::string halves = dir.file("halves.obj", "v 0 0 0\nv 0.5 0 0\nv 0 0.25 0\nf 1 2 3\n");
     EXPECT_TRUE(run_cli({"clean", halves, "-o", dir.file("halves.stl")}).err.empty());
+    // The file appears whole under its name, with nothing left beside it.
+    EXPECT_FALSE(std::filesystem::exists(dir.file("halves.stl.partial")));
+    EXPECT_EQ(Zelkov::Meshio::read_mesh_file(dir.file("halves.stl")).triangles.size(), 1u);
 }
 
 TEST(Output, TheProgramFailsWhenStandardOutputIsFull)

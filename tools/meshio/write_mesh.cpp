@@ -136,6 +136,28 @@ bool same_file(const std::string& a, const std::string& b)
     return fs::weakly_canonical(a, ec) == fs::weakly_canonical(b, ec);
 }
 
+/// Writes `bytes` to a temporary file beside `path` and renames it over
+/// `path` only once it is complete, so that a failure (a full disk, say)
+/// leaves whatever `path` held before untouched.
+void write_whole_file(const std::string& path, const std::string& bytes)
+{
+    const std::string partial = path + ".partial";
+    std::ofstream out(partial, std::ios::binary | std::ios::trunc);
+    if (!out) throw write_error(path + ": cannot write (" + std::strerror(errno) + ")");
+    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    out.close();
+    std::error_code ec;
+    if (!out) {
+        std::filesystem::remove(partial, ec);
+        throw write_error(path + ": cannot write (I/O error)");
+    }
+    std::filesystem::rename(partial, path, ec);
+    if (ec) {
+        std::filesystem::remove(partial, ec);
+        throw write_error(path + ": cannot write (" + ec.message() + ")");
+    }
+}
+
 }  // namespace
 
 std::string ply_bytes(const triangle_surface& surface, const ply_content& content)
@@ -212,11 +234,7 @@ void write_mesh_file(const std::string& path, const triangle_surface& surface, c
     else if (format == mesh_format::stl) bytes = stl_bytes(surface);
     else bytes = obj_bytes(surface);
 
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    if (!out) throw write_error(path + ": cannot write (" + std::strerror(errno) + ")");
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    out.close();
-    if (!out) throw write_error(path + ": cannot write (I/O error)");
+    write_whole_file(path, bytes);
 }
 
 }  // namespace Zelkov::Meshio
