@@ -27,12 +27,16 @@ install_clang() {
 }
 
 # Runs one fuzz target on its corpus for `seconds`; stops the script on a
-# failure, keeping the input. Appends the target's figures to `summary`.
+# failure, keeping the input. Options after the fourth argument replace the
+# default limits. Appends the target's figures to `summary`.
 fuzz_one() {
     local name=$1 binary=$2 corpus=$3 seconds=$4 artifacts=build/fuzz/artifacts
+    shift 4
+    local limits=("$@")
+    [ ${#limits[@]} -gt 0 ] || limits=(-timeout=30 -rss_limit_mb=2048)
     local log=build/fuzz/$name.log
     echo "== $name, ${seconds} s"
-    if ! "$binary" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 \
+    if ! "$binary" -max_total_time="$seconds" "${limits[@]}" \
             -print_final_stats=1 -artifact_prefix="$artifacts/$name-" "$corpus" >"$log" 2>&1; then
         tail -n 60 "$log"
         echo "$name failed; input kept in $artifacts" >&2
@@ -55,12 +59,16 @@ run_fuzz() {
     for target in construction whole_surface edits cache; do
         fuzz_one "library_${target}_fuzzer" "$bin/library_${target}_fuzzer" "$corpus/$target" "$seconds"
     done
-    # The file readers of the command-line program, seeded with the small shared meshes.
+    # The file readers of the command-line program, seeded with the small shared
+    # meshes. Their time and memory are bounded by the input, so a slow input or
+    # a large allocation is a finding.
+    local reader_limits=(-timeout=5 -rss_limit_mb=1024 -malloc_limit_mb=1024)
     for format in stl obj ply off; do
         mkdir -p "$corpus/read_$format"
         find ../shared/meshes -maxdepth 1 -name "*.$format" -size -400k \
             -exec cp -n {} "$corpus/read_$format/" \; 2>/dev/null || true
-        fuzz_one "fuzz_read_$format" "build/fuzz/tests/fuzz/fuzz_read_$format" "$corpus/read_$format" "$seconds"
+        fuzz_one "fuzz_read_$format" "build/fuzz/tests/fuzz/fuzz_read_$format" "$corpus/read_$format" "$seconds" \
+            "${reader_limits[@]}"
     done
     printf '%s\n' "${summary[@]}"
 }

@@ -8,6 +8,8 @@
 #include <limits>
 #include <random>
 
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 
 #include "meshio.h"
@@ -54,11 +56,13 @@ void expect_identical(const triangle_surface& a, const triangle_surface& b)
     EXPECT_EQ(a.triangles, b.triangles);
 }
 
-/// The message of the read_error that reading `bytes` raises, or "" if none.
-std::string read_failure(const std::string& bytes, mesh_format format)
+/// The message of the read_error that reading `bytes` (or the file at `path`)
+/// raises, or "" if none.
+std::string read_failure(const std::string& bytes, mesh_format format, const std::string& path = {})
 {
     try {
-        read_mesh_bytes(bytes, format, "f");
+        if (path.empty()) read_mesh_bytes(bytes, format, "f");
+        else read_mesh_file(path);
     } catch (const read_error& e) {
         return e.what();
     }
@@ -66,6 +70,17 @@ std::string read_failure(const std::string& bytes, mesh_format format)
 }
 
 using Zelkov::Testing::scratch_dir;
+
+/// `text` with its first `from` replaced by `to`.
+std::string patched(std::string text, const std::string& from, const std::string& to)
+{
+    return text.replace(text.find(from), from.size(), to);
+}
+
+const std::string bom = "\xEF\xBB\xBF";
+const std::string ply_triangle =
+    "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\n"
+    "element face 1\nproperty list uchar int vertex_indices\nend_header\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n";
 
 TEST(MeshRoundTrip, PlyInEveryEncodingKeepsDoublesToTheBit)
 {
@@ -191,8 +206,9 @@ TEST(ReadMeshErrors, TruncatedFilesOfEveryFormat)
 {
     const triangle_surface s = float_surface();
     const std::string stl = stl_bytes(s);
-    EXPECT_NE(read_failure(stl.substr(0, stl.size() - 7), mesh_format::stl).find("truncated: binary STL declares 4"),
-              std::string::npos);
+    // A cut binary file holds fewer items than it declares.
+    EXPECT_EQ(read_failure(stl.substr(0, stl.size() - 7), mesh_format::stl),
+              "f: binary STL declares 4 triangles, more than the 193 bytes left in the file can hold");
     EXPECT_NE(read_failure(stl.substr(0, 40), mesh_format::stl).find("truncated"), std::string::npos);
     EXPECT_NE(read_failure("solid x\nfacet normal 0 0 1\nouter loop\nvertex 0 0", mesh_format::stl).find("truncated"),
               std::string::npos);
@@ -200,10 +216,14 @@ TEST(ReadMeshErrors, TruncatedFilesOfEveryFormat)
         ply_content content;
         content.encoding = encoding;
         const std::string ply = ply_bytes(s, content);
-        EXPECT_EQ(read_failure(ply.substr(0, ply.size() - 3), mesh_format::ply),
-                  "f: truncated: file ends in element 'face' (item 4 of 4)");
+        EXPECT_NE(read_failure(ply.substr(0, ply.size() - 3), mesh_format::ply)
+                      .find("f: list 'vertex_indices' of element 'face' (item 4) declares 3 values, more than the"),
+                  std::string::npos);
         EXPECT_NE(read_failure(ply.substr(0, 40), mesh_format::ply).find("truncated"), std::string::npos);
     }
+    const std::string ply = patched(ply_triangle, "\n0 0 0", "\n0.25 0.25 0.25");
+    EXPECT_EQ(read_failure(ply.substr(0, ply.find("\n0 1 0") + 4), mesh_format::ply),
+              "f: truncated: file ends in element 'vertex' (item 3 of 3)");
     EXPECT_EQ(read_failure("OFF\n4 1 0\n0 0 0\n1 0 0\n", mesh_format::off),
               "f: truncated: expected 4 vertices, found 2");
     EXPECT_EQ(read_failure("OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n", mesh_format::off),
@@ -257,6 +277,93 @@ TEST(ReadMeshFile, MissingUnknownAndSniffedFiles)
     EXPECT_THROW(read_mesh_file(dir.file("notes.txt", "just text\n")), read_error);
     // A known content under an unknown name is still read.
     EXPECT_EQ(read_mesh_file(dir.file("mesh.bin", ply_bytes(awkward_surface()))).triangles.size(), 4u);
+}
+
+TEST(Readers, CountsBeyondWhatTheFileHoldsAreRefusedUpFront)
+{
+    // An element without properties takes no bytes: skipped whatever its count.
+    const std::string huge = "9000000000000000000", more = " bytes left in the file can hold";
+    const std::string junk = patched(ply_triangle, "element vertex", "element junk " + huge + "\nelement vertex");
+    EXPECT_EQ(read_mesh_bytes(junk, mesh_format::ply, "f").triangles.size(), 1u);
+    std::string stl = stl_bytes(float_surface());
+    const std::string off = "OFF\n3 1\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n";
+    const struct {
+        std::string bytes;
+        mesh_format format;
+        std::string message;
+    } cases[] = {
+        {patched(ply_triangle, "vertex 3", "vertex " + huge), mesh_format::ply,
+         "element 'vertex' declares " + huge + " items, more than the 26" + more},
+        {patched(ply_bytes(float_surface(), {}), "face 4", "face " + huge), mesh_format::ply,
+         "element 'face' declares " + huge + " items, more than the 52" + more},
+        {patched(ply_triangle, "\n3 0 1 2", "\n300 0 1 2"), mesh_format::ply,
+         "list 'vertex_indices' of element 'face' (item 1) declares 300 values, more than the 7" + more},
+        {stl.replace(80, 4, "\xFF\xFF\xFF\xFF"), mesh_format::stl,
+         "binary STL declares 4294967295 triangles, more than the 200" + more},
+        {patched(off, "3 1", "3 " + huge), mesh_format::off,
+         "OFF header declares 3 vertices and " + huge + " faces, more than the 27" + more},
+        {patched(off, "\n3 0", "\n300 0"), mesh_format::off, "face 0 declares 300 corners, more than the 7" + more}};
+    for (const auto& c : cases) EXPECT_EQ(read_failure(c.bytes, c.format), "f: " + c.message);
+}
+
+TEST(Readers, OnlyRegularFilesOrLinksToThemAreRead)
+{
+    scratch_dir dir;
+    const std::string fifo = dir.file("pipe.obj"), link = dir.file("link.obj");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    std::filesystem::create_symlink(dir.file("a.obj", obj_bytes(awkward_surface())), link);
+    expect_identical(read_mesh_file(link), awkward_surface());
+    for (const std::string& path : {std::string("/dev/zero"), fifo})
+        EXPECT_EQ(read_failure({}, {}, path), path + ": not a regular file");
+    EXPECT_EQ(read_failure({}, {}, dir.path.string()), dir.path.string() + ": is a directory, not a mesh file");
+}
+
+TEST(Readers, ByteOrderMarkBeforeEveryTextFormat)
+{
+    const std::string stl = "solid s\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0 0\nvertex 0 1 0\n"
+                            "endloop\nendfacet\nendsolid s\n";
+    const std::pair<std::string, mesh_format> files[] = {
+        {"v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n", mesh_format::obj}, {"OFF 3 1\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n",
+        mesh_format::off}, {stl, mesh_format::stl}, {ply_triangle, mesh_format::ply},
+        {ply_bytes(float_surface(), {}), mesh_format::ply}};
+    for (const auto& [text, format] : files) {
+        expect_identical(read_mesh_bytes(bom + text, format, "f"), read_mesh_bytes(text, format, "f"));
+        EXPECT_EQ(format_from_content(bom + text), format == mesh_format::obj ? std::nullopt : std::optional(format));
+    }
+    // A binary STL of the right size stays binary, whatever its header says.
+    const std::string binary_stl = stl_bytes(float_surface()).replace(0, 10, bom + "solid x");
+    EXPECT_EQ(read_mesh_bytes(binary_stl, mesh_format::stl, "f").triangles.size(), 4u);
+    EXPECT_EQ(format_from_content(binary_stl), mesh_format::stl);
+}
+
+TEST(Readers, MessagesNameTheLineAndTellOutOfRangeFromMalformed)
+{
+    const std::string too_big = "99999999999999999999";
+    const std::pair<std::string, mesh_format> files[] = {
+        {patched(ply_triangle, "0 1 0", "0 1 oops"), mesh_format::ply},  // the body starts at line 10
+        {bom + "solid x\nfacet normal 0 0 1\nouter loop\nvertex 0 0 q\n", mesh_format::stl},
+        {"v 0 0 0\nv 1 0 0\nv 0 -1e400 0\n", mesh_format::obj},
+        {patched(ply_triangle, "1 0 0", "1e400 0 0"), mesh_format::ply},
+        {"OFF\n3 1\n1e400 0 0\n", mesh_format::off},
+        {"solid\nfacet normal 0 0 1e999\n", mesh_format::stl},
+        {"v 0 0 0\nf 1 1 " + too_big + "/2\n", mesh_format::obj},
+        {patched(ply_triangle, "vertex 3", "vertex " + too_big), mesh_format::ply},
+        {"OFF\n" + too_big + " 1\n", mesh_format::off}};
+    const std::string messages[] = {
+        "malformed value 'oops' at line 12", "malformed number 'q' at line 4", "number out of range '-1e400' at line 3",
+        "number out of range '1e400' at line 11", "number out of range '1e400' at line 3",
+        "number out of range '1e999' at line 2", "number out of range '" + too_big + "' at line 2",
+        "number out of range '" + too_big + "' at line 3", "number out of range '" + too_big + "' at line 2"};
+    for (std::size_t i = 0; i < std::size(files); ++i)
+        EXPECT_EQ(read_failure(files[i].first, files[i].second), "f: " + messages[i]);
+    // Values that round to a subnormal or to zero are values like any other.
+    const triangle_surface s = read_mesh_bytes(
+        "v 1e-400 4.9e-324 -1e-400\nv 2.4703282292062328e-324 2.4703282292062327e-324 -2e-310\nv 0 0 0\nf 1 2 3\n",
+        mesh_format::obj, "f");
+    const double tiny = std::numeric_limits<double>::denorm_min();
+    EXPECT_TRUE(same_bits(s.vertices[0].x, 0.0) && same_bits(s.vertices[0].y, tiny) &&
+                same_bits(s.vertices[0].z, -0.0));
+    EXPECT_TRUE(same_bits(s.vertices[1].x, tiny) && same_bits(s.vertices[1].y, 0.0) && s.vertices[1].z == -2e-310);
 }
 
 /// Vertex and triangle counts of the shared real files, as stored (polygons

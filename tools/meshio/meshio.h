@@ -7,6 +7,11 @@
 // decimal text is converted with correct rounding) and never merge vertices:
 // welding is the library's `unique`. Indices are checked by
 // `make_triangle_surface`, so the surface handed back is always valid.
+//
+// What a file declares is believed only as far as its size allows: a count of
+// items larger than the rest of the file could hold is refused before any
+// item is read, so time and memory stay within a small multiple of the file's
+// size. Text formats may start with a UTF-8 byte order mark.
 
 #include <array>
 #include <cstdint>
@@ -25,8 +30,9 @@ using Zelkov::Geometry::triangle_surface;
 enum class mesh_format { stl, obj, ply, off };
 
 /// A file that cannot be turned into a surface. `what()` is one line that
-/// names the file and the fault: missing, unreadable, truncated, unknown format,
-/// malformed content, index out of range at triangle k, empty mesh.
+/// names the file and the fault: missing, not a regular file, unreadable,
+/// truncated, a count too large for the file, unknown format, malformed
+/// content, a number out of range, index out of range at triangle k, empty mesh.
 class read_error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -41,12 +47,14 @@ public:
 /// The format named by a file's extension (case ignored), or nothing.
 std::optional<mesh_format> format_from_extension(const std::string& path);
 
-/// The format that the content announces ("ply", "OFF", "solid" or a binary STL
-/// whose size matches its triangle count), or nothing.
+/// The format that the content announces ("ply", "OFF", "solid", after a byte
+/// order mark if there is one, or a binary STL whose size matches its triangle
+/// count), or nothing.
 std::optional<mesh_format> format_from_content(std::string_view bytes);
 
-/// Reads a mesh file. The format comes from the extension; a file with an
-/// unknown extension is recognised by its content where it can be.
+/// Reads a mesh file, which must be a regular file or a link to one. The
+/// format comes from the extension; a file with an unknown extension is
+/// recognised by its content where it can be.
 /// \throws read_error with a one-line message naming `path`.
 triangle_surface read_mesh_file(const std::string& path);
 

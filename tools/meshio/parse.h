@@ -6,8 +6,10 @@
 #include <array>
 #include <bit>
 #include <charconv>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 #include <string>
@@ -44,29 +46,87 @@ inline void add_polygon(raw_mesh& mesh, const std::vector<std::size_t>& polygon)
         mesh.triangles.push_back({polygon[0], polygon[k], polygon[k + 1]});
 }
 
-/// Parses a whole token as a double with correct rounding; "+" and a leading
-/// "+" are allowed, trailing characters are not.
-inline bool parse_double(std::string_view token, double& value)
+/// How a token read as a number turned out.
+enum class parsed { ok, malformed, out_of_range };
+
+/// Parses a whole token as a double with correct rounding; a leading "+" is
+/// allowed, trailing characters are not. A value beyond the largest double is
+/// out of range; one that rounds to a subnormal or to zero is read as such.
+inline parsed parse_double(std::string_view token, double& value)
 {
     if (!token.empty() && token.front() == '+') token.remove_prefix(1);
-    if (token.empty()) return false;
-    const auto [end, ec] = std::from_chars(token.data(), token.data() + token.size(), value);
-    return ec == std::errc() && end == token.data() + token.size();
+    if (token.empty()) return parsed::malformed;
+    const char* last = token.data() + token.size();
+    const auto [end, ec] = std::from_chars(token.data(), last, value);
+    if (end != last) return parsed::malformed;
+    if (ec == std::errc()) return parsed::ok;
+    if (ec != std::errc::result_out_of_range) return parsed::malformed;
+    // from_chars refuses values that round to zero as well as overflow. The
+    // token is plain decimal, which strtod (in the "C" locale the program
+    // keeps) rounds correctly too, telling the two apart.
+    const std::string copy(token);
+    char* copy_end = nullptr;
+    const double slow = std::strtod(copy.c_str(), &copy_end);
+    if (copy_end != copy.c_str() + copy.size() || std::isinf(slow)) return parsed::out_of_range;
+    value = slow;
+    return parsed::ok;
 }
 
-inline bool parse_integer(std::string_view token, std::int64_t& value)
+/// Parses a whole token as a signed 64-bit integer; a leading "+" is allowed.
+inline parsed parse_integer(std::string_view token, std::int64_t& value)
 {
     if (!token.empty() && token.front() == '+') token.remove_prefix(1);
-    if (token.empty()) return false;
-    const auto [end, ec] = std::from_chars(token.data(), token.data() + token.size(), value);
-    return ec == std::errc() && end == token.data() + token.size();
+    if (token.empty()) return parsed::malformed;
+    const char* last = token.data() + token.size();
+    const auto [end, ec] = std::from_chars(token.data(), last, value);
+    if (end != last) return parsed::malformed;
+    if (ec == std::errc()) return parsed::ok;
+    return ec == std::errc::result_out_of_range ? parsed::out_of_range : parsed::malformed;
+}
+
+/// A token in quotes for a message, shortened when it is long.
+inline std::string quoted(std::string_view token)
+{
+    constexpr std::size_t longest = 40;
+    std::string text(1, '\'');
+    text.append(token.substr(0, longest));
+    text.append(token.size() > longest ? "...'" : "'");
+    return text;
+}
+
+/// The message for more items than the rest of a file can hold, given the
+/// fewest bytes each item needs.
+inline std::string count_too_large(const std::string& what_declares, std::uint64_t count, const std::string& items,
+                                   std::size_t bytes_left)
+{
+    return what_declares + " declares " + std::to_string(count) + " " + items + ", more than the " +
+           std::to_string(bytes_left) + " bytes left in the file can hold";
+}
+
+/// True when `count` items of at least `item_bytes` each, the last of which
+/// may lack `slack` bytes (a final separator), fit in `bytes_left`.
+inline bool fits(std::uint64_t count, std::size_t item_bytes, std::size_t bytes_left, std::size_t slack = 0)
+{
+    return item_bytes == 0 || count <= (static_cast<std::uint64_t>(bytes_left) + slack) / item_bytes;
+}
+
+/// The text without a UTF-8 byte order mark at its start.
+inline std::string_view without_bom(std::string_view text)
+{
+    if (text.substr(0, 3) == "\xEF\xBB\xBF") text.remove_prefix(3);
+    return text;
 }
 
 /// Walks text line by line and, within a line, token by token (blanks, tabs and
-/// carriage returns separate tokens). Keeps the line number for messages.
+/// carriage returns separate tokens). Keeps the line number for messages;
+/// `lines_before` is the number of the line before the text's first, for text
+/// that starts inside a file.
 class line_scanner {
 public:
-    explicit line_scanner(std::string_view text) : rest_(text) {}
+    explicit line_scanner(std::string_view text, std::size_t lines_before = 0)
+        : rest_(text), end_(text.data() + text.size()), number_(lines_before)
+    {
+    }
 
     /// Moves to the next line; false at the end of the text.
     bool next_line()
@@ -97,18 +157,35 @@ public:
         return result;
     }
 
+    /// The next token as a number; `what` names it when it is malformed.
     double number(const char* what)
     {
+        const std::string_view t = token();
         double value = 0;
-        if (!parse_double(token(), value)) fail(std::string("malformed ") + what);
+        const parsed status = parse_double(t, value);
+        if (status != parsed::ok) number_fault(status, t, std::string("malformed ") + what);
         return value;
     }
 
     std::size_t line_number() const { return number_; }
 
+    /// The bytes from the current place in the current line to the end of the
+    /// text (all of it before the first line is read).
+    std::size_t bytes_left() const
+    {
+        return line_.data() ? static_cast<std::size_t>(end_ - line_.data()) : rest_.size();
+    }
+
     [[noreturn]] void fail(const std::string& what) const
     {
         throw format_error(what + " at line " + std::to_string(number_));
+    }
+
+    /// Fails for a token that did not parse: out of range, or else `malformed`.
+    [[noreturn]] void number_fault(parsed status, std::string_view token, const std::string& malformed) const
+    {
+        if (status == parsed::out_of_range) fail("number out of range " + quoted(token));
+        fail(malformed);
     }
 
 private:
@@ -116,7 +193,8 @@ private:
 
     std::string_view rest_;
     std::string_view line_;
-    std::size_t number_ = 0;
+    const char* end_;
+    std::size_t number_;
     bool done_ = false;
 };
 
@@ -137,7 +215,10 @@ T load(const char* bytes, bool big_endian)
 /// "truncated: ... ends ..." when the text runs out where a token is needed.
 class token_stream {
 public:
-    token_stream(std::string_view text, std::string ends_where) : lines_(text), ends_where_(std::move(ends_where)) {}
+    token_stream(std::string_view text, std::string ends_where, std::size_t lines_before = 0)
+        : lines_(text, lines_before), ends_where_(std::move(ends_where))
+    {
+    }
 
     /// The next token, or empty at the end of the text.
     std::string_view next()
@@ -158,7 +239,7 @@ public:
     {
         const std::string_view t = next();
         if (t.empty()) truncated();
-        if (t != word) lines_.fail("expected '" + std::string(word) + "', found '" + std::string(t) + "'");
+        if (t != word) lines_.fail("expected '" + std::string(word) + "', found " + quoted(t));
     }
 
     double number()
@@ -166,11 +247,20 @@ public:
         const std::string_view t = next();
         if (t.empty()) truncated();
         double value = 0;
-        if (!parse_double(t, value)) lines_.fail("malformed number '" + std::string(t) + "'");
+        const parsed status = parse_double(t, value);
+        if (status != parsed::ok) lines_.number_fault(status, t, "malformed number " + quoted(t));
         return value;
     }
 
+    /// At most the bytes that the tokens still to come can take.
+    std::size_t bytes_left() const { return lines_.bytes_left(); }
+
     [[noreturn]] void fail(const std::string& what) const { lines_.fail(what); }
+
+    [[noreturn]] void number_fault(parsed status, std::string_view token, const std::string& malformed) const
+    {
+        lines_.number_fault(status, token, malformed);
+    }
 
     [[noreturn]] void truncated() const { throw format_error("truncated: " + ends_where_); }
 

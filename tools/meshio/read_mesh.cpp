@@ -15,6 +15,8 @@ namespace Zelkov::Meshio {
 
 namespace {
 
+/// The bytes of a regular file (or of one that a link leads to). Devices,
+/// pipes and sockets are refused before they are opened: they may never end.
 std::string load_file(const std::string& path)
 {
     namespace fs = std::filesystem;
@@ -22,6 +24,7 @@ std::string load_file(const std::string& path)
     const auto status = fs::status(path, ec);
     if (!fs::exists(status)) throw read_error(path + ": no such file");
     if (fs::is_directory(status)) throw read_error(path + ": is a directory, not a mesh file");
+    if (!fs::is_regular_file(status)) throw read_error(path + ": not a regular file");
     std::ifstream in(path, std::ios::binary);
     if (!in) throw read_error(path + ": cannot read (" + std::strerror(errno) + ")");
     std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
@@ -55,11 +58,14 @@ std::optional<mesh_format> format_from_extension(const std::string& path)
 
 std::optional<mesh_format> format_from_content(std::string_view bytes)
 {
-    if (bytes.substr(0, 4) == "ply\n" || bytes.substr(0, 5) == "ply\r\n") return mesh_format::ply;
+    // The text formats may start with a byte order mark; a binary STL's header
+    // may start with anything.
+    const std::string_view text = detail::without_bom(bytes);
+    if (text.substr(0, 4) == "ply\n" || text.substr(0, 5) == "ply\r\n") return mesh_format::ply;
     if (detail::is_exact_binary_stl(bytes)) return mesh_format::stl;
-    const std::size_t first = bytes.find_first_not_of(" \t\r\n");
+    const std::size_t first = text.find_first_not_of(" \t\r\n");
     if (first == std::string_view::npos) return std::nullopt;
-    const std::string_view start = bytes.substr(first, 5);
+    const std::string_view start = text.substr(first, 5);
     if (start == "solid") return mesh_format::stl;
     if (start.substr(0, 3) == "OFF" || start.substr(0, 4) == "COFF" || start.substr(0, 4) == "NOFF")
         return mesh_format::off;

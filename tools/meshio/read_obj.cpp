@@ -17,8 +17,9 @@ constexpr std::size_t no_vertex = std::numeric_limits<std::size_t>::max();
 std::size_t corner_index(std::string_view corner, std::size_t vertices_so_far, line_scanner& in)
 {
     std::int64_t index = 0;
-    if (!parse_integer(corner.substr(0, corner.find('/')), index))
-        in.fail("malformed face corner '" + std::string(corner) + "'");
+    const std::string_view number = corner.substr(0, corner.find('/'));
+    const parsed status = parse_integer(number, index);
+    if (status != parsed::ok) in.number_fault(status, number, "malformed face corner " + quoted(corner));
     if (index > 0) return static_cast<std::size_t>(index - 1);
     if (index < 0 && static_cast<std::uint64_t>(-(index + 1)) < vertices_so_far)
         return vertices_so_far - static_cast<std::size_t>(-(index + 1)) - 1;
@@ -30,7 +31,7 @@ std::size_t corner_index(std::string_view corner, std::size_t vertices_so_far, l
 raw_mesh parse_obj(std::string_view text)
 {
     raw_mesh mesh;
-    line_scanner in(text);
+    line_scanner in(without_bom(text));
     std::vector<std::size_t> polygon;
     while (in.next_line()) {
         const std::string_view tag = in.token();

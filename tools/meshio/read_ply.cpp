@@ -4,6 +4,7 @@
 // "vertex_indices" (or "vertex_index") list of the "face" element and are
 // fan-triangulated. Other elements and properties are read past.
 
+#include <cmath>
 #include <limits>
 #include <optional>
 
@@ -58,7 +59,8 @@ enum class encoding { ascii, little, big };
 struct header {
     encoding format = encoding::ascii;
     std::vector<element> elements;
-    std::size_t body = 0;  // offset of the first byte after "end_header"
+    std::size_t body = 0;   // offset of the first byte after "end_header"
+    std::size_t lines = 0;  // lines up to and including "end_header"
 };
 
 header parse_header(std::string_view bytes)
@@ -81,13 +83,16 @@ header parse_header(std::string_view bytes)
             if (name == "ascii") h.format = encoding::ascii;
             else if (name == "binary_little_endian") h.format = encoding::little;
             else if (name == "binary_big_endian") h.format = encoding::big;
-            else in.fail("unknown PLY format '" + std::string(name) + "'");
+            else in.fail("unknown PLY format " + quoted(name));
             has_format = true;
         } else if (tag == "element") {
             element e;
             e.name = std::string(in.token());
+            const std::string_view token = in.token();
             std::int64_t n = 0;
-            if (!parse_integer(in.token(), n) || n < 0) in.fail("malformed element count");
+            const parsed status = parse_integer(token, n);
+            if (status != parsed::ok || n < 0)
+                in.number_fault(status, token, "malformed count of element '" + e.name + "'");
             e.count = static_cast<std::size_t>(n);
             h.elements.push_back(std::move(e));
         } else if (tag == "property") {
@@ -101,16 +106,17 @@ header parse_header(std::string_view bytes)
                 type = in.token();
             }
             const auto item = scalar_from_name(type);
-            if (!item) in.fail("unknown property type '" + std::string(type) + "'");
+            if (!item) in.fail("unknown property type " + quoted(type));
             p.type = *item;
             p.name = std::string(in.token());
             h.elements.back().properties.push_back(std::move(p));
         } else if (tag != "comment" && tag != "obj_info" && !tag.empty()) {
-            in.fail("unknown PLY header line '" + std::string(tag) + "'");
+            in.fail("unknown PLY header line " + quoted(tag));
         }
     }
     if (!has_format) throw format_error("PLY header without a 'format' line");
     h.body = offset;
+    h.lines = in.line_number();
     return h;
 }
 
@@ -119,7 +125,7 @@ class value_reader {
 public:
     value_reader(std::string_view bytes, const header& h)
         : bytes_(bytes), cursor_(h.body), format_(h.format),
-          tokens_(h.format == encoding::ascii ? bytes.substr(h.body) : std::string_view(), "")
+          tokens_(h.format == encoding::ascii ? bytes.substr(h.body) : std::string_view(), "", h.lines)
     {
     }
 
@@ -137,7 +143,8 @@ public:
             const std::string_view t = tokens_.next();
             if (t.empty()) truncated();
             double value = 0;
-            if (!parse_double(t, value)) tokens_.fail("malformed value '" + std::string(t) + "'");
+            const parsed status = parse_double(t, value);
+            if (status != parsed::ok) tokens_.number_fault(status, t, "malformed value " + quoted(t));
             return value;
         }
         const char* p = take(size_of(type));
@@ -155,27 +162,69 @@ public:
         return 0;
     }
 
-    /// An integer value; a negative one, or a non-integral real, is refused
-    /// by the caller's test.
+    /// An integer value, an index or a list length. A real stored for one
+    /// must be integral; one beyond any index is kept as the largest integer,
+    /// which the index check then refuses.
     std::int64_t integer(scalar type)
     {
         if (format_ == encoding::ascii && is_integral(type)) {
             const std::string_view t = tokens_.next();
             if (t.empty()) truncated();
             std::int64_t value = 0;
-            if (!parse_integer(t, value)) tokens_.fail("malformed integer '" + std::string(t) + "'");
+            const parsed status = parse_integer(t, value);
+            if (status != parsed::ok) tokens_.number_fault(status, t, "malformed integer " + quoted(t));
             return value;
         }
         const double value = real(type);
-        if (!(value >= -9.0e18 && value <= 9.0e18) || value != static_cast<double>(static_cast<std::int64_t>(value)))
-            throw format_error("non-integral index in a PLY list");
+        if (value != std::floor(value)) {  // also NaN and infinities
+            char text[32];
+            const std::string shortest(text, std::to_chars(text, text + sizeof text, value).ptr);
+            const std::string what = "non-integral index " + shortest + " in element '" +
+                                     (element_ ? *element_ : std::string()) + "' (item " + std::to_string(item_ + 1) +
+                                     ")";
+            if (format_ == encoding::ascii) tokens_.fail(what);
+            throw format_error(what);
+        }
+        if (value >= 9.0e18) return std::numeric_limits<std::int64_t>::max();
+        if (value <= -9.0e18) return std::numeric_limits<std::int64_t>::min();
         return static_cast<std::int64_t>(value);
     }
 
-    /// The size of the whole file, a bound on how many items it can hold.
-    std::size_t file_size() const { return bytes_.size(); }
+    /// Refuses, before any of them is read, more items of `e` than the rest of
+    /// the file can hold: binary items take at least their fixed-size values
+    /// and list lengths, text items at least a token and a separator a value.
+    void check_count(const element& e) const
+    {
+        std::size_t item_bytes = 0;
+        for (const auto& p : e.properties)
+            item_bytes += format_ == encoding::ascii ? 2 : size_of(p.count_type ? *p.count_type : p.type);
+        if (!fits(e.count, item_bytes, bytes_left(), slack()))
+            throw format_error(count_too_large("element '" + e.name + "'", e.count, "items", bytes_left()));
+    }
+
+    /// The length of list `p` of the current item, after checking that it is
+    /// not negative and that the rest of the file can hold as many values.
+    std::int64_t list_length(const property& p)
+    {
+        const std::int64_t n = integer(*p.count_type);
+        const std::string where = "list '" + p.name + "' of element '" + *element_ + "' (item " +
+                                  std::to_string(item_ + 1) + ")";
+        if (n < 0) throw format_error("negative length " + std::to_string(n) + " of " + where);
+        const std::size_t value_bytes = format_ == encoding::ascii ? 2 : size_of(p.type);
+        if (!fits(static_cast<std::uint64_t>(n), value_bytes, bytes_left(), slack()))
+            throw format_error(count_too_large(where, static_cast<std::uint64_t>(n), "values", bytes_left()));
+        return n;
+    }
 
 private:
+    std::size_t bytes_left() const
+    {
+        return format_ == encoding::ascii ? tokens_.bytes_left() : bytes_.size() - cursor_;
+    }
+
+    /// The last value of a text file needs no separator after it.
+    std::size_t slack() const { return format_ == encoding::ascii ? 1 : 0; }
+
     const char* take(std::size_t n)
     {
         if (bytes_.size() - cursor_ < n) truncated();
@@ -210,13 +259,14 @@ void read_vertices(const element& e, value_reader& in, raw_mesh& mesh)
     for (const auto& p : e.properties)
         found += (p.name == "x") + (p.name == "y") + (p.name == "z");
     if (found != 3) throw format_error("PLY vertex element without exactly one x, y and z");
-    mesh.vertices.reserve(std::min(e.count, in.file_size() / 3));
+    in.check_count(e);
+    mesh.vertices.reserve(e.count);
     for (std::size_t i = 0; i < e.count; ++i) {
         in.set_position(e.name, i, e.count);
         point3 v{};
         for (const auto& p : e.properties) {
             if (p.count_type) {
-                const std::int64_t n = in.integer(*p.count_type);
+                const std::int64_t n = in.list_length(p);
                 for (std::int64_t k = 0; k < n; ++k) in.real(p.type);
                 continue;
             }
@@ -234,6 +284,7 @@ void read_faces(const element& e, value_reader& in, raw_mesh& mesh)
     std::size_t lists = 0;
     for (const auto& p : e.properties) lists += is_face_list(p);
     if (lists != 1) throw format_error("PLY face element without exactly one 'vertex_indices' list");
+    in.check_count(e);
     std::vector<std::size_t> polygon;
     for (std::size_t i = 0; i < e.count; ++i) {
         in.set_position(e.name, i, e.count);
@@ -242,8 +293,7 @@ void read_faces(const element& e, value_reader& in, raw_mesh& mesh)
                 in.real(p.type);
                 continue;
             }
-            const std::int64_t n = in.integer(*p.count_type);
-            if (n < 0) throw format_error("negative list length in face " + std::to_string(i));
+            const std::int64_t n = in.list_length(p);
             if (!is_face_list(p)) {
                 for (std::int64_t k = 0; k < n; ++k) in.real(p.type);
                 continue;
@@ -260,12 +310,16 @@ void read_faces(const element& e, value_reader& in, raw_mesh& mesh)
     }
 }
 
+/// Reads past an element. One without properties takes no bytes, whatever
+/// its count.
 void skip_element(const element& e, value_reader& in)
 {
+    if (e.properties.empty()) return;
+    in.check_count(e);
     for (std::size_t i = 0; i < e.count; ++i) {
         in.set_position(e.name, i, e.count);
         for (const auto& p : e.properties) {
-            const std::int64_t n = p.count_type ? in.integer(*p.count_type) : 1;
+            const std::int64_t n = p.count_type ? in.list_length(p) : 1;
             for (std::int64_t k = 0; k < n; ++k) in.real(p.type);
         }
     }
@@ -275,6 +329,7 @@ void skip_element(const element& e, value_reader& in)
 
 raw_mesh parse_ply(std::string_view bytes)
 {
+    bytes = without_bom(bytes);
     const header h = parse_header(bytes);
     value_reader in(bytes, h);
     raw_mesh mesh;

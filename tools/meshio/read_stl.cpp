@@ -43,7 +43,7 @@ void parse_facet(token_stream& in, raw_mesh& mesh)
         const std::string_view t = in.next();
         if (t.empty()) in.truncated();
         if (t == "endloop") break;
-        if (t != "vertex") in.fail("expected 'vertex' or 'endloop', found '" + std::string(t) + "'");
+        if (t != "vertex") in.fail("expected 'vertex' or 'endloop', found " + quoted(t));
         point3 p{};
         p.x = in.number();
         p.y = in.number();
@@ -65,7 +65,7 @@ raw_mesh parse_ascii(std::string_view text)
         const std::string_view t = in.next();
         if (t.empty()) break;
         if (!inside_solid) {
-            if (t != "solid") in.fail("expected 'solid', found '" + std::string(t) + "'");
+            if (t != "solid") in.fail("expected 'solid', found " + quoted(t));
             in.skip_line();  // the rest of the line is the solid's name
             inside_solid = true;
         } else if (t == "facet") {
@@ -74,7 +74,7 @@ raw_mesh parse_ascii(std::string_view text)
             in.skip_line();
             inside_solid = false;
         } else {
-            in.fail("expected 'facet' or 'endsolid', found '" + std::string(t) + "'");
+            in.fail("expected 'facet' or 'endsolid', found " + quoted(t));
         }
     }
     if (inside_solid) throw format_error("truncated: ASCII STL ends without 'endsolid'");
@@ -87,14 +87,12 @@ bool starts_with_solid(std::string_view bytes)
     return first != std::string_view::npos && bytes.substr(first, 5) == "solid";
 }
 
-std::string binary_truncation(std::string_view bytes)
+/// Why bytes that are not an ASCII STL cannot be read as a binary one.
+std::string binary_misfit(std::string_view bytes)
 {
     if (bytes.size() < header_size)
         return "truncated: a binary STL needs at least 84 bytes, the file has " + std::to_string(bytes.size());
-    const std::uint64_t count = declared_facets(bytes);
-    return "truncated: binary STL declares " + std::to_string(count) + " triangles (" +
-           std::to_string(header_size + facet_size * count) + " bytes), the file has " +
-           std::to_string(bytes.size()) + " bytes";
+    return count_too_large("binary STL", declared_facets(bytes), "triangles", bytes.size() - header_size);
 }
 
 bool binary_fits(std::string_view bytes)
@@ -111,21 +109,21 @@ bool is_exact_binary_stl(std::string_view bytes)
 
 raw_mesh parse_stl(std::string_view bytes)
 {
-    // Binary files may begin with "solid" too; a size that matches the
-    // declared count decides for binary.
+    // Binary files may begin with "solid" too, or with a byte order mark; a
+    // size that matches the declared count decides for binary.
     if (is_exact_binary_stl(bytes)) return parse_binary(bytes);
-    if (starts_with_solid(bytes)) {
+    if (const std::string_view text = without_bom(bytes); starts_with_solid(text)) {
         try {
-            return parse_ascii(bytes);
+            return parse_ascii(text);
         } catch (const format_error&) {
             // Text with a NUL byte is a binary file that merely begins with "solid".
             const bool binary_bytes = bytes.find('\0') != std::string_view::npos;
             if (!binary_bytes) throw;
             if (binary_fits(bytes)) return parse_binary(bytes);
-            throw format_error(binary_truncation(bytes));
+            throw format_error(binary_misfit(bytes));
         }
     }
-    if (!binary_fits(bytes)) throw format_error(binary_truncation(bytes));
+    if (!binary_fits(bytes)) throw format_error(binary_misfit(bytes));
     return parse_binary(bytes);  // trailing bytes after the last facet are ignored
 }
 
