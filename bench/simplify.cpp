@@ -48,8 +48,8 @@ void simplify_to_half(benchmark::State& state)
             Zelkov::Geometry::remove_free_points(s);
         });
     }
-    for (const auto& [stage, ms] : clock.timings().as_object())
-        state.counters[stage] = ms.as_double() / static_cast<double>(state.iterations());
+    for (const auto& [stage, ms] : clock.timings().items())
+        state.counters[stage] = ms.get<double>() / static_cast<double>(state.iterations());
     state.counters["triangles after"] = static_cast<double>(after);
     state.SetItemsProcessed(state.iterations() * static_cast<long>(input.triangles.size()));
 }
