@@ -9,6 +9,8 @@
 #include <string>
 
 #include <geometry/triangle_surface.h>
+#include <processing/inspect.h>
+#include <processing/weld.h>
 
 #include "meshio.h"
 #include "report.h"
@@ -74,9 +76,9 @@ input_mesh load_input(const common_options& options, stage_clock& clock);
 /// input's counts and box.
 value begin_report(const char* command, const input_mesh& in);
 
-/// Merges equal points, then equal triangles (`unique`), as the stage
-/// "unique"; returns how many of each were merged.
-value weld(Zelkov::Geometry::triangle_surface& surface, bool consider_orientation, stage_clock& clock);
+/// Welds `surface` with the processing job and returns its report.
+value weld(Zelkov::Geometry::triangle_surface& surface, const Zelkov::Processing::weld_options& options,
+           stage_clock& clock);
 
 /// Writes the result to `options.output`, if one is given, and names it in
 /// the report. Rounding that the format forces (STL's floats) is added to the
@@ -90,11 +92,9 @@ void write_output(const common_options& options, const Zelkov::Geometry::triangl
 /// on the error stream after the report.
 void add_warning(value& report, const std::string& text);
 
-/// The library's investigation report: its text and its five numbers, which
-/// count triangle sides rather than edges. Left out, with the reason, when the
-/// surface would make it too slow (many triangles on one edge).
-value investigation(const Zelkov::Geometry::triangle_surface& surface,
-                    const Zelkov::Geometry::vertex_to_triangles_map& map, stage_clock& clock);
+/// The investigation block of a report: the core's text and its numbers,
+/// labelled as counting triangle sides, or why it was left out.
+value investigation_report(const Zelkov::Processing::investigation_figures& figures);
 
 /// Counts and the bounding box of a surface, for the report.
 value surface_summary(const Zelkov::Geometry::triangle_surface& surface);

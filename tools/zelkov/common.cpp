@@ -1,12 +1,10 @@
 #include <algorithm>
 #include <cmath>
-#include <sstream>
 
 #include <geometry/trimesh.h>
 
 #include "commands.h"
 #include "default_mesh.h"
-#include "figures.h"
 #include "meshio.h"
 
 namespace Zelkov::Cli {
@@ -44,14 +42,16 @@ value begin_report(const char* command, const input_mesh& in)
     return report;
 }
 
-value weld(Zelkov::Geometry::triangle_surface& surface, bool consider_orientation, stage_clock& clock)
+value weld(Zelkov::Geometry::triangle_surface& surface, const Zelkov::Processing::weld_options& options,
+           stage_clock& clock)
 {
-    const std::size_t v0 = surface.vertices.size(), t0 = surface.triangles.size();
-    clock.run("unique", [&] { Zelkov::Geometry::unique(surface, consider_orientation); });
+    const auto r = Zelkov::Processing::weld(surface, options, clock.callback());
     value merged = value::object();
-    merged["orientation_considered"] = consider_orientation;
-    merged["vertices_merged"] = v0 - surface.vertices.size();
-    merged["triangles_merged"] = t0 - surface.triangles.size();
+    merged["orientation_considered"] = options.consider_orientation;
+    merged["vertices_merged"] = r.vertices_merged;
+    merged["triangles_merged"] = r.triangles_merged;
+    if (options.remove_degenerate) merged["degenerate_triangles_removed"] = r.degenerate_removed;
+    if (options.remove_free_points) merged["free_vertices_removed"] = r.free_vertices_removed;
     return merged;
 }
 
@@ -74,31 +74,6 @@ void write_output(const common_options& options, const Zelkov::Geometry::triangl
 }
 
 void add_warning(value& report, const std::string& text) { report["warnings"].push_back(text); }
-
-value investigation(const Zelkov::Geometry::triangle_surface& surface,
-                    const Zelkov::Geometry::vertex_to_triangles_map& map, stage_clock& clock)
-{
-    value v = value::object();
-    v["counts"] = "triangle sides: an edge is counted once from each triangle on it";
-    if (!investigation_is_affordable(surface, map)) {
-        v["skipped"] = "too many triangles share an edge or a repeated vertex for a side-by-side count; "
-                       "see the edge figures instead";
-        return v;
-    }
-    std::ostringstream text;
-    clock.run("investigate", [&] { Zelkov::Geometry::investigate(surface, map, text); });
-    // The numbers of the report, read back from its "label: number" lines.
-    const char* const keys[] = {"degenerate_triangles", "boundary_sides", "manifold_sides",
-                                "oriented_manifold_sides", "non_manifold_sides"};
-    std::istringstream lines(text.str());
-    std::size_t next = 0;
-    for (std::string line; std::getline(lines, line) && next < std::size(keys);) {
-        const std::size_t colon = line.rfind(": ");
-        if (colon != std::string::npos) v[keys[next++]] = std::stoull(line.substr(colon + 2));
-    }
-    v["text"] = text.str();
-    return v;
-}
 
 value field_summary(const std::vector<double>& values, std::optional<double> skip_value)
 {

@@ -1,120 +1,96 @@
-// `info`: what a mesh file holds, as stored (nothing is welded first, except
-// for the Euler characteristic, which is of the welded surface).
+// `info`: the report of `inspect`, what a mesh file holds as stored.
 
-#include <geometry/trimesh.h>
+#include <processing/inspect.h>
 
 #include "commands.h"
-#include "figures.h"
 
 namespace Zelkov::Cli {
 
 namespace {
 
-using namespace Zelkov::Geometry;
+using namespace Zelkov::Processing;
 
-value measures(const triangle_surface& s)
+value measures(const measure_figures& m)
 {
-    value v = value::object();
-    v["area"] = area(s);
-    v["signed_volume"] = signed_volume(s);
-    v["volume"] = volume(s);
-    const auto c = barycenter(s);
-    v["barycenter"] = triple(c.x, c.y, c.z);
-    const auto m = inertia(s);
-    v["principal_frame"] = {{"axis_of_largest_moment", triple(m.m[0], m.m[1], m.m[2])},
-                            {"middle_axis", triple(m.m[4], m.m[5], m.m[6])},
-                            {"axis_of_smallest_moment", triple(m.m[8], m.m[9], m.m[10])},
-                            {"origin", triple(m.m[12], m.m[13], m.m[14])}};
-    return v;
+    const auto& f = m.principal_frame.m;
+    return {{"area", m.area},
+            {"signed_volume", m.signed_volume},
+            {"volume", m.volume},
+            {"barycenter", triple(m.barycenter.x, m.barycenter.y, m.barycenter.z)},
+            {"principal_frame",
+             {{"axis_of_largest_moment", triple(f[0], f[1], f[2])},
+              {"middle_axis", triple(f[4], f[5], f[6])},
+              {"axis_of_smallest_moment", triple(f[8], f[9], f[10])},
+              {"origin", triple(f[12], f[13], f[14])}}}};
 }
 
-value vertex_classes(const std::vector<int>& codes, std::size_t pinches)
+value topology(const inspect_result& r)
 {
-    std::size_t regular = 0, boundary = 0, misoriented = 0, non_manifold = 0;
-    for (const int c : codes) {
-        if (c == 0) ++regular;
-        else if (c == 1) ++boundary;
-        else if (c == 2) ++misoriented;
-        else ++non_manifold;
-    }
-    value v = value::object();
-    v["regular_or_free"] = regular;
-    v["boundary"] = boundary;
-    v["inconsistent_orientation"] = misoriented;
-    v["on_a_non_manifold_edge"] = non_manifold;
-    v["pinch"] = pinches;
-    return v;
+    const auto& c = r.vertex_classes;
+    return {{"edges", r.edges.edges},
+            {"boundary_edges", r.edges.boundary},
+            {"manifold_edges", r.edges.manifold},
+            {"non_manifold_edges", r.edges.non_manifold},
+            {"misoriented_edges", r.edges.misoriented},
+            {"boundary_loops", r.boundary_loops},
+            {"closed_manifold", r.closed_manifold},
+            {"closed_and_consistently_oriented", r.closed_and_consistently_oriented},
+            {"vertex_classes",
+             {{"regular_or_free", c.regular_or_free},
+              {"boundary", c.boundary},
+              {"inconsistent_orientation", c.inconsistent_orientation},
+              {"on_a_non_manifold_edge", c.on_non_manifold_edge},
+              {"pinch", c.pinch}}},
+            {"free_vertices", r.free_vertices},
+            {"connected_components", r.connected_components},
+            {"non_orientable_components", r.non_orientable_components},
+            {"welded",
+             {{"vertices", r.welded.vertices},
+              {"edges", r.welded.edges},
+              {"triangles", r.welded.triangles},
+              {"euler_characteristic", r.welded.euler_characteristic}}}};
 }
 
-value topology(const triangle_surface& s, const vertex_to_triangles_map& map,
-               const Eigen::SparseMatrix<double, 0, int>& counts, stage_clock& clock)
+value defects(const defect_figures& d)
 {
-    value v = value::object();
-    const edge_figures edges = count_edges(counts);
-    v["edges"] = edges.edges;
-    v["boundary_edges"] = edges.boundary;
-    v["manifold_edges"] = edges.manifold;
-    v["non_manifold_edges"] = edges.non_manifold;
-    v["misoriented_edges"] = edges.misoriented;
-    v["boundary_loops"] = boundary_loops(counts);
-    v["closed_manifold"] = is_manifold(s, map, false);
-    v["closed_and_consistently_oriented"] = is_manifold(s, map, true);
-    const auto codes = clock.run("classify vertices", [&] { return classify_vertex_topology(counts); });
-    const auto pinched = clock.run("pinch vertices", [&] { return pinch_vertices(s, map); });
-    std::size_t pinches = 0;
-    for (const unsigned char p : pinched) pinches += p;
-    v["vertex_classes"] = vertex_classes(codes, pinches);
-    std::size_t free_points = 0;
-    for (std::size_t i = 0; i < s.vertices.size(); ++i) free_points += map[i].empty();
-    v["free_vertices"] = free_points;
-    v["connected_components"] = clock.run("components", [&] { return connected_components(s); });
-    v["non_orientable_components"] = clock.run("orientation", [&] { return non_orientable_components(s); });
-    const euler_figures euler = clock.run("weld for the euler characteristic", [&] { return welded_euler_characteristic(s); });
-    v["welded"] = {{"vertices", euler.vertices},
-                   {"edges", euler.edges},
-                   {"triangles", euler.triangles},
-                   {"euler_characteristic", euler.characteristic}};
-    return v;
-}
-
-value defects(const triangle_surface& s, stage_clock& clock)
-{
-    value v = value::object();
-    v["topologically_degenerate_triangles"] = count_topologically_degenerate_triangles(s);
-    std::size_t zero_area = 0;
-    for (std::size_t t = 0; t < s.triangles.size(); ++t) {
-        const auto& tri = s.triangles[t];
-        zero_area += tri[0] != tri[1] && tri[0] != tri[2] && tri[1] != tri[2] && area(t, s) == 0.0;
-    }
-    v["zero_area_triangles"] = zero_area;
-    clock.run("duplicates", [&] {
-        triangle_surface copy = s;
-        unique_vertices(copy);
-        v["duplicate_positions"] = s.vertices.size() - copy.vertices.size();
-        copy = s;
-        unique_triangles(copy, false);
-        v["duplicate_triangles"] = s.triangles.size() - copy.triangles.size();
-    });
-    v["non_finite_vertices"] = non_finite_vertices(s);
-    return v;
+    return {{"topologically_degenerate_triangles", d.topologically_degenerate},
+            {"zero_area_triangles", d.zero_area},
+            {"duplicate_positions", d.duplicate_positions},
+            {"duplicate_triangles", d.duplicate_triangles},
+            {"non_finite_vertices", d.non_finite_vertices}};
 }
 
 }  // namespace
 
+value investigation_report(const investigation_figures& f)
+{
+    value v = value::object();
+    v["counts"] = "triangle sides: an edge is counted once from each triangle on it";
+    if (!f.done) {
+        v["skipped"] = f.skipped_because;
+        return v;
+    }
+    v["degenerate_triangles"] = f.degenerate_triangles;
+    v["boundary_sides"] = f.boundary_sides;
+    v["manifold_sides"] = f.manifold_sides;
+    v["oriented_manifold_sides"] = f.oriented_manifold_sides;
+    v["non_manifold_sides"] = f.non_manifold_sides;
+    v["text"] = f.text;
+    return v;
+}
+
 value run_info(const common_options& options, stage_clock& clock)
 {
     const input_mesh in = load_input(options, clock);
-    const triangle_surface& s = in.surface;
+    const inspect_result r = inspect(in.surface, {}, clock.callback());
     value report = value::object();
     report["command"] = "info";
     report["input"] = in.name;
-    report["surface"] = surface_summary(s);
-    report["measures"] = clock.run("measures", [&] { return measures(s); });
-    const auto map = clock.run("vertex-to-triangles map", [&] { return get_vertex_to_triangles_map(s); });
-    const auto counts = clock.run("edge counts", [&] { return adjacency_matrix_with_edge_count(s, true); });
-    report["topology"] = topology(s, map, counts, clock);
-    report["defects"] = defects(s, clock);
-    report["investigation"] = investigation(s, map, clock);
+    report["surface"] = surface_summary(in.surface);
+    report["measures"] = measures(r.measures);
+    report["topology"] = topology(r);
+    report["defects"] = defects(r.defects);
+    report["investigation"] = investigation_report(r.investigation);
     return report;
 }
 

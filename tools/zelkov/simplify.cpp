@@ -4,13 +4,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <sstream>
 
 #include <geometry/trimesh.h>
 
 #include "colour_map.h"
 #include "commands.h"
-#include "figures.h"
 #include "meshio.h"
 #include "quadric_simplify.h"
 
@@ -50,17 +48,15 @@ value run_simplify(const common_options& options, const simplify_cli_options& o,
     input_mesh in = load_input(options, clock);
     triangle_surface& s = in.surface;
     value report = begin_report("simplify", in);
-    value welded = weld(s, true, clock);
-    clock.run("remove degenerate triangles", [&] {
-        auto repeated = repeated_vertex_triangles(s);
-        welded["degenerate_triangles_removed"] = repeated.size();
-        remove_triangles(s, std::move(repeated));
-    });
-    report["weld"] = std::move(welded);
+    Zelkov::Processing::weld_options w;
+    w.remove_degenerate = true;
+    w.remove_free_points = false;
+    report["weld"] = weld(s, w, clock);
 
     const auto map = clock.run("vertex-to-triangles map", [&] { return get_vertex_to_triangles_map(s); });
-    report["investigation"] = investigation(s, map, clock);
-    auto pinned = clock.run("pinch vertices", [&] { return pinch_vertices(s, map); });
+    report["investigation"] =
+        investigation_report(clock.run("investigate", [&] { return Zelkov::Processing::investigate_sides(s, map); }));
+    auto pinned = clock.run("pinch vertices", [&] { return Zelkov::Processing::pinch_vertices(s, map); });
 
     simplify_options so;
     so.target_triangles = target_for(o, s.triangles.size());

@@ -11,6 +11,8 @@
 #include <string>
 #include <utility>
 
+#include <processing/progress.h>
+
 #include "report.h"
 
 namespace Zelkov::Cli {
@@ -89,6 +91,22 @@ public:
         if (terminal_) *terminal_ << "\r\033[K" << std::flush;
     }
 
+    /// A progress callback for the processing jobs: times their stages as
+    /// `run` does, shows them on the terminal, and never cancels.
+    Zelkov::Processing::progress_callback callback()
+    {
+        return [this](const Zelkov::Processing::progress_event& e) {
+            if (e.fraction == 0.0) {
+                if (terminal_) *terminal_ << "\r\033[K" << e.stage << " ..." << std::flush;
+                stage_start_ = std::chrono::steady_clock::now();
+            } else if (e.fraction == 1.0) {
+                const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - stage_start_;
+                record(std::string(e.stage), took.count());
+            }
+            return true;
+        };
+    }
+
     std::ostream* terminal() const { return terminal_; }
 
     /// Milliseconds per stage, in the order the stages first ran.
@@ -97,6 +115,7 @@ public:
 private:
     std::ostream* terminal_;
     value timings_;
+    std::chrono::steady_clock::time_point stage_start_;
 };
 
 }  // namespace Zelkov::Cli

@@ -1,6 +1,6 @@
 #pragma once
-// Figures about a surface that the reports need and the library leaves to its
-// callers: counts taken from the library's matrices and maps.
+// Figures about a surface that the core leaves to its callers: counts taken
+// from its matrices and maps.
 
 #include <cstddef>
 #include <vector>
@@ -8,25 +8,13 @@
 #include <Eigen/SparseCore>
 
 #include <geometry/triangle_surface.h>
+#include <processing/inspect.h>
 
-namespace Zelkov::Cli {
+namespace Zelkov::Processing::detail {
 
 /// Distinct undirected edges by the number of triangles on them, read from
 /// the edge-count matrix with a symmetric pattern.
-struct edge_figures {
-    std::size_t edges = 0;
-    std::size_t boundary = 0;      // one triangle
-    std::size_t manifold = 0;      // two triangles
-    std::size_t non_manifold = 0;  // three or more
-    std::size_t misoriented = 0;   // two triangles that run the edge the same way
-};
 edge_figures count_edges(const Eigen::SparseMatrix<double, 0, int>& edge_counts);
-
-/// For each vertex, 1 when its triangles form two or more fans that share no
-/// edge at the vertex (a pinch or bow-tie), else 0. Triangles that repeat a
-/// vertex are left out. Parallel over the vertices.
-std::vector<unsigned char> pinch_vertices(const Zelkov::Geometry::triangle_surface& surface,
-                                          const Zelkov::Geometry::vertex_to_triangles_map& map);
 
 /// The number of pieces of the surface, triangles being joined through shared
 /// vertices. Free vertices are not pieces.
@@ -45,13 +33,7 @@ std::size_t non_orientable_components(const Zelkov::Geometry::triangle_surface& 
 /// Euler characteristic V - E + F of a surface after exact welding of equal
 /// positions, over the triangles that do not repeat a vertex: V counts the
 /// vertices they use, E their distinct edges.
-struct euler_figures {
-    std::size_t vertices = 0;
-    std::size_t edges = 0;
-    std::size_t triangles = 0;
-    long long characteristic = 0;
-};
-euler_figures welded_euler_characteristic(const Zelkov::Geometry::triangle_surface& surface);
+welded_figures welded_euler_characteristic(const Zelkov::Geometry::triangle_surface& surface);
 
 /// The number of vertices with a NaN or infinite coordinate.
 std::size_t non_finite_vertices(const Zelkov::Geometry::triangle_surface& surface);
@@ -68,4 +50,4 @@ bool investigation_is_affordable(const Zelkov::Geometry::triangle_surface& surfa
 /// The indices of the triangles that name a vertex twice or three times, ascending.
 std::vector<std::size_t> repeated_vertex_triangles(const Zelkov::Geometry::triangle_surface& surface);
 
-}  // namespace Zelkov::Cli
+}  // namespace Zelkov::Processing::detail

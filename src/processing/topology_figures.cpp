@@ -1,4 +1,4 @@
-#include "figures.h"
+#include "topology_figures.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,7 +12,7 @@
 #include <oneapi/tbb/blocked_range.h>
 #include <oneapi/tbb/parallel_for.h>
 
-namespace Zelkov::Cli {
+namespace Zelkov::Processing::detail {
 
 namespace {
 
@@ -209,12 +209,12 @@ std::size_t non_orientable_components(const Zelkov::Geometry::triangle_surface& 
     return broken_pieces.size();
 }
 
-euler_figures welded_euler_characteristic(const Zelkov::Geometry::triangle_surface& surface)
+welded_figures welded_euler_characteristic(const Zelkov::Geometry::triangle_surface& surface)
 {
     Zelkov::Geometry::triangle_surface welded = surface;
     Zelkov::Geometry::unique_vertices(welded);
     const std::vector<keyed_side> sides = sorted_sides(welded);
-    euler_figures f;
+    welded_figures f;
     std::vector<unsigned char> used(welded.vertices.size(), 0);
     for (const auto& t : welded.triangles) {
         if (repeats_vertex(t)) continue;
@@ -224,7 +224,7 @@ euler_figures welded_euler_characteristic(const Zelkov::Geometry::triangle_surfa
     for (const unsigned char u : used) f.vertices += u;
     for (std::size_t i = 0; i < sides.size(); ++i)
         f.edges += i == 0 || sides[i].low != sides[i - 1].low || sides[i].high != sides[i - 1].high;
-    f.characteristic = static_cast<long long>(f.vertices) - static_cast<long long>(f.edges) +
+    f.euler_characteristic = static_cast<long long>(f.vertices) - static_cast<long long>(f.edges) +
                        static_cast<long long>(f.triangles);
     return f;
 }
@@ -251,6 +251,10 @@ bool investigation_is_affordable(const Zelkov::Geometry::triangle_surface& surfa
 }
 
 
+}  // namespace Zelkov::Processing::detail
+
+namespace Zelkov::Processing {
+
 std::vector<unsigned char> pinch_vertices(const Zelkov::Geometry::triangle_surface& surface,
                                           const Zelkov::Geometry::vertex_to_triangles_map& map)
 {
@@ -258,10 +262,14 @@ std::vector<unsigned char> pinch_vertices(const Zelkov::Geometry::triangle_surfa
     oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, map.size(), 1),
                               [&](const oneapi::tbb::blocked_range<std::size_t>& r) {
                                   for (std::size_t v = r.begin(); v != r.end(); ++v)
-                                      pinched[v] = fan_count(v, surface, map) >= 2;
+                                      pinched[v] = detail::fan_count(v, surface, map) >= 2;
                               });
     return pinched;
 }
+
+}  // namespace Zelkov::Processing
+
+namespace Zelkov::Processing::detail {
 
 std::size_t connected_components(const Zelkov::Geometry::triangle_surface& surface)
 {
@@ -286,4 +294,4 @@ std::vector<std::size_t> repeated_vertex_triangles(const Zelkov::Geometry::trian
     return out;
 }
 
-}  // namespace Zelkov::Cli
+}  // namespace Zelkov::Processing::detail
