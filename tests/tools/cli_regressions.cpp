@@ -184,39 +184,6 @@ TEST(Reports, JsonIsValidWithSnakeCaseKeysWhateverTheInput)
     EXPECT_EQ(at(info_of(odd), "defects", "non_finite_vertices"), 1u);
 }
 
-TEST(Reports, OrientationLoopsAndEulerCharacteristic)
-{
-    scratch_dir dir;
-    // One triangle turned over: three edges run the same way twice, yet the
-    // surface can be oriented by turning it back.
-    const value turned = info_of(dir.file("turned.obj", tetrahedron_obj("f 1 3 2\nf 1 2 4\nf 1 4 3\nf 2 4 3\n")));
-    EXPECT_EQ(at(turned, "topology", "misoriented_edges"), 3u);
-    EXPECT_EQ(at(turned, "topology", "non_orientable_components"), 0u);
-    EXPECT_EQ(turned.at("topology").at("welded").at("euler_characteristic").get<long long>(), 2);
-    // An open tetrahedron beside a closed one: one loop, two pieces.
-    const value open = info_of(dir.file("open.obj", tetrahedron_obj(closed_tetrahedron.substr(0, 24)) +
-                                                       "v 5 0 0\nv 6 0 0\nv 5 1 0\nf 5 6 7\n"));
-    EXPECT_EQ(at(open, "topology", "boundary_loops"), 2u);
-    EXPECT_EQ(at(open, "topology", "connected_components"), 2u);
-
-    const struct {
-        const char* name;
-        std::uint64_t misoriented, loops, non_orientable;
-        long long euler;
-    } meshes[] = {{"moebius.ply", 5, 1, 1, 0},          {"moebius_big.ply", 10, 1, 1, 0},
-                  {"bowtie_eight2d.ply", 0, 2, 0, -1},  {"fixed_top_genus7.ply", 0, 0, 0, -12},
-                  {"thingi243015_genus32.stl", 0, 3736, 0, -62}, {"bunny.obj", 0, 5, 0, -3}};
-    for (const auto& m : meshes) {
-        ZELKOV_SHARED_MESH(path, m.name);
-        SCOPED_TRACE(m.name);
-        const value r = info_of(path);
-        EXPECT_EQ(at(r, "topology", "misoriented_edges"), m.misoriented);
-        EXPECT_EQ(at(r, "topology", "boundary_loops"), m.loops);
-        EXPECT_EQ(at(r, "topology", "non_orientable_components"), m.non_orientable);
-        EXPECT_EQ(r.at("topology").at("welded").at("euler_characteristic").get<long long>(), m.euler);
-    }
-}
-
 TEST(Reports, InvestigationCountsSidesAndStepsAsideFromStackedTriangles)
 {
     scratch_dir dir;
@@ -236,36 +203,18 @@ TEST(Reports, InvestigationCountsSidesAndStepsAsideFromStackedTriangles)
     EXPECT_EQ(at(r, "defects", "duplicate_triangles"), 99'998u);
 }
 
-TEST(Fields, UndefinedValuesAreCountedAndDoNotSpread)
+TEST(Fields, FeaturesSaysWhereValuesAreUndefined)
 {
     scratch_dir dir;
-    // A closed tetrahedron with a zero-area sliver hung on vertex 1: the
-    // sliver's other corners have no normal, so their curvature and that of
-    // vertex 1 are undefined; the rest must stay defined after smoothing.
+    // A zero-area sliver hung on a tetrahedron: three vertices without curvature.
     const std::string path =
         dir.file("sliver.obj", tetrahedron_obj(closed_tetrahedron) + "v 2 0 0\nv 3 0 0\nf 1 5 6\n");
-    features_options o;
-    o.smoothing_iterations = 25;
-    stage_clock clock(nullptr);
-    common_options io;
-    io.input = path;
-    io.output = dir.file("sliver.ply");
-    const value r = run_features(io, o, clock);
-    const auto& undefined = r.at("undefined_values");
+    const auto o = run_cli({"features", path, "--json", "--smooth", "25"});
+    ASSERT_EQ(o.status, exit_ok) << o.err;
+    const auto undefined = nlohmann::json::parse(o.out).at("undefined_values");
     EXPECT_EQ(undefined.at("curvature").get<std::uint64_t>(), 3u);
     EXPECT_TRUE(undefined.contains("curvature_reason"));
     EXPECT_EQ(undefined.at("smoothed_curvature").get<std::uint64_t>(), 0u);
-    EXPECT_EQ(r.at("smoothed_curvature").at("values").get<std::uint64_t>(), 6u);
-
-    // A real scan with back-to-back duplicates: every vertex gets a value.
-    ZELKOV_SHARED_MESH(dragon, "dragon_res4.ply");
-    io.input = dragon;
-    io.output.clear();
-    o.smoothing_iterations = 10;
-    const value d = run_features(io, o, clock);
-    EXPECT_EQ(d.at("back_to_back_duplicates_set_aside").get<std::uint64_t>(), 380u);
-    EXPECT_EQ(d.at("undefined_values").at("smoothed_curvature").get<std::uint64_t>(), 0u);
-    EXPECT_EQ(d.at("smoothed_curvature").at("values").get<std::uint64_t>(), 5205u);
 }
 
 }  // namespace

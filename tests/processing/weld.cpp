@@ -1,0 +1,68 @@
+// weld: soups become surfaces, the vertex map follows every point, and the
+// options drop exactly what they name.
+
+#include <processing/weld.h>
+
+#include <limits>
+
+#include <gtest/gtest.h>
+
+#include <geometry/trimesh.h>
+
+#include "support/fixtures.h"
+
+namespace {
+
+using namespace Zelkov::Processing;
+constexpr std::size_t removed = std::numeric_limits<std::size_t>::max();
+
+TEST(Weld, SoupBecomesAClosedSurfaceAndTheMapFollowsEachPoint)
+{
+    const triangle_surface soup = Zelkov::Meshgen::shuffled(Zelkov::Meshgen::soup(Zelkov::Meshgen::box()), 3);
+    triangle_surface s = soup;
+    const weld_result r = weld(s);
+    EXPECT_EQ(s.vertices.size(), 8u);
+    EXPECT_EQ(r.vertices_merged, 28u);
+    EXPECT_EQ(r.triangles_merged, 0u);
+    EXPECT_TRUE(Zelkov::Geometry::is_manifold(s, Zelkov::Geometry::get_vertex_to_triangles_map(s), true));
+    ASSERT_EQ(r.vertex_map.size(), soup.vertices.size());
+    for (std::size_t v = 0; v < soup.vertices.size(); ++v) {
+        ASSERT_LT(r.vertex_map[v], s.vertices.size());
+        EXPECT_EQ(s.vertices[r.vertex_map[v]].x, soup.vertices[v].x);
+        EXPECT_EQ(s.vertices[r.vertex_map[v]].z, soup.vertices[v].z);
+    }
+    triangle_surface again = soup;
+    const weld_result one = Zelkov::Testing::in_arena(1, [&] { return weld(again); });
+    EXPECT_EQ(again.triangles, s.triangles);
+    EXPECT_EQ(one.vertex_map, r.vertex_map);
+}
+
+TEST(Weld, OptionsDropDegenerateTrianglesAndFreePoints)
+{
+    // Two copies of a point, a triangle that flattens when they merge, a
+    // back-to-back pair and a free point.
+    triangle_surface s;
+    s.vertices = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 0}, {5, 5, 5}};
+    s.triangles = {{0, 1, 2}, {3, 1, 0}, {0, 2, 1}};
+    triangle_surface kept = s;
+    weld_options keep_all;
+    keep_all.remove_free_points = false;
+    const weld_result k = weld(kept, keep_all);
+    EXPECT_EQ(kept.triangles.size(), 3u);  // the pair runs both ways: not merged
+    EXPECT_EQ(k.free_vertices_removed, 0u);
+    EXPECT_EQ(k.vertex_map[0], k.vertex_map[3]);
+
+    weld_options drop;
+    drop.remove_degenerate = true;
+    drop.consider_orientation = false;
+    const weld_result d = weld(s, drop);
+    EXPECT_EQ(d.triangles_merged, 1u);
+    EXPECT_EQ(d.degenerate_removed, 1u);
+    EXPECT_EQ(d.free_vertices_removed, 1u);
+    EXPECT_EQ(s.triangles.size(), 1u);
+    EXPECT_EQ(s.vertices.size(), 3u);
+    EXPECT_EQ(d.vertex_map[4], removed);
+    EXPECT_TRUE(Zelkov::Geometry::is_valid(s));
+}
+
+}  // namespace
