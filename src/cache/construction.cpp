@@ -228,13 +228,14 @@ void neighbourhood_cache::init_neighbours(edge_report callback)
             oneapi::tbb::auto_partitioner());
 }
 
-neighbourhood_cache::neighbourhood_cache(triangle_surface& surface, edge_report callback)
-    : neighbourhood_cache(surface, std::move(callback), detail::link_width::from_counts)
+// The parameters are named `target`: `surface` is the member they initialise.
+neighbourhood_cache::neighbourhood_cache(triangle_surface& target, edge_report callback)
+    : neighbourhood_cache(target, std::move(callback), detail::link_width::from_counts)
 {
 }
 
-neighbourhood_cache::neighbourhood_cache(triangle_surface& surface, edge_report callback, detail::link_width width)
-    : surface(surface), no_triangle(SIZE_MAX)
+neighbourhood_cache::neighbourhood_cache(triangle_surface& target, edge_report callback, detail::link_width width)
+    : surface(target), no_triangle(SIZE_MAX)
 {
     // One task holds the whole build, so that its parallel loops nest inside it.
     oneapi::tbb::task_group group;

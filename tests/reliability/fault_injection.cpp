@@ -359,32 +359,32 @@ struct fixed_buffer : std::streambuf {
 
 TEST(FaultInjection, ParallelAndReadingOperationsPassFailuresOn)
 {
-    for (const auto& s : sweep_surfaces()) {
-        sweep_reader("get_vertex_to_triangles_map", s, [](const auto& s) { return get_vertex_to_triangles_map(s); });
-        sweep_reader("check_vertex_to_triangles_map", s,
+    for (const auto& surface : sweep_surfaces()) {
+        sweep_reader("get_vertex_to_triangles_map", surface, [](const auto& s) { return get_vertex_to_triangles_map(s); });
+        sweep_reader("check_vertex_to_triangles_map", surface,
                      [](const auto& s) { return check_vertex_to_triangles_map(s, get_vertex_to_triangles_map(s)); });
-        sweep_reader("triangle_neighbour_indices", s, [](const auto& s) { return triangle_neighbour_indices(s); });
-        sweep_reader("is_sharp_edge", s, [](const auto& s) { return triplets(is_sharp_edge(s, 30.0, true)); });
-        sweep_reader("vertex_roughness", s, [](const auto& s) { return bits{vertex_roughness(s)}; });
-        sweep_reader("curvature", s, [](const auto& s) { return bits{curvature(s)}; });
-        sweep_reader("smooth_scalar_field", s, [](const auto& s) {
+        sweep_reader("triangle_neighbour_indices", surface, [](const auto& s) { return triangle_neighbour_indices(s); });
+        sweep_reader("is_sharp_edge", surface, [](const auto& s) { return triplets(is_sharp_edge(s, 30.0, true)); });
+        sweep_reader("vertex_roughness", surface, [](const auto& s) { return bits{vertex_roughness(s)}; });
+        sweep_reader("curvature", surface, [](const auto& s) { return bits{curvature(s)}; });
+        sweep_reader("smooth_scalar_field", surface, [](const auto& s) {
             const std::vector<double> field(s.vertices.size(), 1.5);
             return bits{smooth_scalar_field(s, field, get_vertex_to_triangles_map(s), 2)};
         });
-        sweep_reader("adjacency_matrix", s, [](const auto& s) { return triplets(adjacency_matrix_with_edge_count(s, true)); });
-        sweep_reader("classify_vertex_topology", s,
+        sweep_reader("adjacency_matrix", surface, [](const auto& s) { return triplets(adjacency_matrix_with_edge_count(s, true)); });
+        sweep_reader("classify_vertex_topology", surface,
                      [](const auto& s) { return classify_vertex_topology(adjacency_matrix_with_edge_count(s, true)); });
-        sweep_reader("investigate", s, [](const auto& s) {
+        sweep_reader("investigate", surface, [](const auto& s) {
             fixed_buffer report;
             investigate(s, get_vertex_to_triangles_map(s), report.stream);
             return report.text();
         });
-        sweep_reader("make_triangle_surface", s, [](const auto& s) {
+        sweep_reader("make_triangle_surface", surface, [](const auto& s) {
             auto made = make_triangle_surface({s.vertices.data(), s.vertices.size()},
                                               {s.triangles.data(), s.triangles.size()});
             return std::make_pair(made.success, made.surface.triangles);
         });
-        sweep_reader("inertia", s, [](const auto& s) {
+        sweep_reader("inertia", surface, [](const auto& s) {
             const auto m = inertia(s);
             return bits{std::vector<double>(m.m, m.m + 16)};
         });

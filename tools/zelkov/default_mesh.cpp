@@ -1,7 +1,5 @@
 #include "default_mesh.h"
 
-#include "meshgen.h"
-
 #include <algorithm>
 #include <cmath>
 #include <random>
@@ -47,6 +45,7 @@ Zelkov::Geometry::triangle_surface default_mesh(std::size_t triangles)
 
     Zelkov::Geometry::triangle_surface s;
     s.vertices.reserve(nu * nv);
+    s.triangles.reserve(2 * nu * nv);
     for (std::size_t i = 0; i < nu; ++i) {
         const double u = 2.0 * pi * static_cast<double>(i) / static_cast<double>(nu);
         for (std::size_t j = 0; j < nv; ++j) {
@@ -54,9 +53,13 @@ Zelkov::Geometry::triangle_surface default_mesh(std::size_t triangles)
             const double r = major_radius + radial;
             s.vertices.push_back({r * std::cos(u) + jitter(random), r * std::sin(u) + jitter(random),
                                   height + jitter(random)});
+            // The square (i, j) to (i + 1, j + 1), wrapped round in both directions.
+            const std::size_t here = i * nv + j, right = ((i + 1) % nu) * nv + j;
+            const std::size_t up = i * nv + (j + 1) % nv, diagonal = ((i + 1) % nu) * nv + (j + 1) % nv;
+            s.triangles.push_back({here, right, diagonal});
+            s.triangles.push_back({here, diagonal, up});
         }
     }
-    s.triangles = Zelkov::Meshgen::wrapped_grid_triangles(nu, nv);
     return s;
 }
 
