@@ -5,6 +5,6 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 preset=${1:-release}
 bash tools/setup_debian.sh
-cmake --preset "$preset"
+cmake --preset "$preset" -DZELKOV_WERROR="${ZELKOV_WERROR:-OFF}"
 cmake --build --preset "$preset"
 ctest --preset "$preset"

@@ -2,7 +2,7 @@
 # Installs what building, testing and benchmarking need on Debian 12 (as root).
 set -euo pipefail
 export DEBIAN_FRONTEND=noninteractive
-packages=(g++ cmake ninja-build pkg-config binutils libcli11-dev nlohmann-json3-dev
+packages=(g++ cmake ninja-build pkg-config binutils libcli11-dev nlohmann-json3-dev doxygen
           libtbb-dev libeigen3-dev libboost-dev libgtest-dev libbenchmark-dev)
 missing=()
 for p in "${packages[@]}"; do

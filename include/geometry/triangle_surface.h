@@ -27,27 +27,27 @@ using Zelkov::Math::point;
 
 /// An indexed triangle mesh: positions and oriented triangles. Owning and copyable.
 struct triangle_surface {
-    std::vector<point<double, 3>> vertices;
-    std::vector<std::array<std::size_t, 3>> triangles;
+    std::vector<point<double, 3>> vertices;              ///< the positions
+    std::vector<std::array<std::size_t, 3>> triangles;  ///< corners, indices into `vertices`
 };
 
 /// The result of `make_triangle_surface`. On failure `surface` may still hold
 /// the part of the input that was accepted.
 struct triangle_surface_with_success {
-    triangle_surface surface;
-    bool success;
+    triangle_surface surface;  ///< what was accepted
+    bool success;              ///< every index was below the vertex count
 };
 
 /// A non-owning view of `size` points. `data` may be null.
 struct const_span_vertices {
-    const point<double, 3>* data;
-    std::size_t size;
+    const point<double, 3>* data;  ///< the first point
+    std::size_t size;              ///< the number of points
 };
 
 /// A non-owning view of `size` triangles. `data` may be null.
 struct const_span_triangles {
-    const std::array<std::size_t, 3>* data;
-    std::size_t size;
+    const std::array<std::size_t, 3>* data;  ///< the first triangle
+    std::size_t size;                        ///< the number of triangles
 };
 
 /// For each vertex, the ascending set of the triangles that name it, each

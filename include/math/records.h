@@ -14,23 +14,23 @@ namespace Zelkov::Math {
 /// an array; dimensions 2 and 3 have named members only.
 template <class T, std::size_t N>
 struct point {
-    std::array<T, N> coords;
+    std::array<T, N> coords;  ///< the coordinates in order
 };
 
 /// Two coordinates, in the order x, y.
 template <class T>
 struct point<T, 2> {
-    T x;
-    T y;
+    T x;  ///< first coordinate
+    T y;  ///< second coordinate
 };
 
 /// Three coordinates, in the order x, y, z, and nothing else: a vector of
 /// `point<double,3>` is a contiguous run of doubles x0 y0 z0 x1 y1 z1 ...
 template <class T>
 struct point<T, 3> {
-    T x;
-    T y;
-    T z;
+    T x;  ///< first coordinate
+    T y;  ///< second coordinate
+    T z;  ///< third coordinate
 };
 
 static_assert(sizeof(point<double, 3>) == 3 * sizeof(double));
@@ -45,8 +45,8 @@ constexpr bool operator==(const point<T, 3>& a, const point<T, 3>& b) noexcept
 /// An axis-aligned box. A box grown by any point has `min` not above `max`.
 template <class T, std::size_t N>
 struct boundingbox {
-    point<T, N> min;
-    point<T, N> max;
+    point<T, N> min;  ///< the smallest coordinate in each direction
+    point<T, N> max;  ///< the largest coordinate in each direction
 };
 
 /// The empty box of dimension 3: an inverted box with the largest finite value
@@ -64,7 +64,7 @@ constexpr boundingbox<T, 3> empty_boundingbox() noexcept
 /// mapping a point.
 template <class T>
 struct matrix4x4 {
-    T m[16];
+    T m[16];  ///< row-major values
 };
 
 /// What `compute_triangle_info` tells about a triangle a, b, c.

@@ -14,6 +14,7 @@ namespace Zelkov::Processing {
 
 using Zelkov::Geometry::triangle_surface;
 
+/// The thresholds of `features`.
 struct features_options {
     /// An edge is sharp when its triangles' normals differ by more than this.
     double sharp_angle_degrees = 30.0;
@@ -27,17 +28,17 @@ struct features_result {
     /// Triangles left out of the measuring because another triangle on the
     /// same three vertices runs the other way (their normals cancel).
     std::size_t back_to_back_duplicates_set_aside = 0;
-    std::size_t sharp_edges = 0;
-    std::size_t vertices_on_sharp_edges = 0;
+    std::size_t sharp_edges = 0;              ///< edges beyond the angle
+    std::size_t vertices_on_sharp_edges = 0;  ///< vertices on one of them
     std::vector<double> on_sharp_edge;  ///< 1.0 on a sharp edge, else 0.0
     std::vector<double> roughness;      ///< the core's `vertex_roughness`
     std::vector<double> curvature;      ///< the core's `curvature`
     /// The curvature smoothed over the defined values only: NaN where no
     /// defined value lies within the smoothing's reach.
     std::vector<double> smoothed_curvature;
-    std::size_t undefined_roughness = 0;
-    std::size_t undefined_curvature = 0;
-    std::size_t undefined_smoothed_curvature = 0;
+    std::size_t undefined_roughness = 0;           ///< -1: no ring, or only coincident neighbours
+    std::size_t undefined_curvature = 0;           ///< NaN: the vertex or a neighbour has no normal
+    std::size_t undefined_smoothed_curvature = 0;  ///< NaN: no defined value within reach
 };
 
 /// Measures the fields of `surface` on a copy in which each group of triangles

@@ -19,10 +19,10 @@ using Zelkov::Geometry::vertex_to_triangles_map;
 
 /// Whole-surface measures, as the core computes them.
 struct measure_figures {
-    double area = 0.0;
-    double signed_volume = 0.0;
-    double volume = 0.0;
-    Zelkov::Math::point<double, 3> barycenter{};
+    double area = 0.0;                             ///< `area`
+    double signed_volume = 0.0;                    ///< `signed_volume`: positive when closed and outward
+    double volume = 0.0;                           ///< `volume`
+    Zelkov::Math::point<double, 3> barycenter{};  ///< `barycenter`: NaN without triangles
     /// Rows 0 to 2 hold the axes of the largest, middle and smallest moment,
     /// m[12..14] the origin.
     Zelkov::Math::matrix4x4<double> principal_frame{};
@@ -31,7 +31,7 @@ struct measure_figures {
 /// Distinct undirected edges between two different vertices, by the number
 /// of triangle sides on them.
 struct edge_figures {
-    std::size_t edges = 0;
+    std::size_t edges = 0;         ///< all of them
     std::size_t boundary = 0;      ///< one side
     std::size_t manifold = 0;      ///< two sides
     std::size_t non_manifold = 0;  ///< three or more
@@ -51,12 +51,13 @@ struct vertex_class_figures {
 /// not repeat a vertex: the vertices they use, their distinct edges, and
 /// V - E + F.
 struct welded_figures {
-    std::size_t vertices = 0;
-    std::size_t edges = 0;
-    std::size_t triangles = 0;
-    long long euler_characteristic = 0;
+    std::size_t vertices = 0;            ///< used by a triangle
+    std::size_t edges = 0;               ///< distinct undirected edges
+    std::size_t triangles = 0;           ///< with three different vertices
+    long long euler_characteristic = 0;  ///< vertices - edges + triangles
 };
 
+/// What a surface holds that most algorithms do not expect.
 struct defect_figures {
     std::size_t topologically_degenerate = 0;  ///< triangles that repeat a vertex
     std::size_t zero_area = 0;                 ///< three different vertices, exactly zero area
@@ -70,38 +71,40 @@ struct defect_figures {
 struct investigation_figures {
     /// False when the report was left out; `skipped_because` says why.
     bool done = false;
-    std::string skipped_because;
-    std::size_t degenerate_triangles = 0;
-    std::size_t boundary_sides = 0;
-    std::size_t manifold_sides = 0;
-    std::size_t oriented_manifold_sides = 0;
-    std::size_t non_manifold_sides = 0;
-    std::string text;
+    std::string skipped_because;             ///< empty when `done`
+    std::size_t degenerate_triangles = 0;    ///< triangles that repeat a vertex
+    std::size_t boundary_sides = 0;          ///< sides alone on their edge
+    std::size_t manifold_sides = 0;          ///< sides sharing their edge with one other, either way
+    std::size_t oriented_manifold_sides = 0;  ///< of those, the ones the other runs the opposite way
+    std::size_t non_manifold_sides = 0;      ///< sides on an edge of three or more triangles
+    std::string text;                        ///< the core's nine lines
 };
 
+/// What `inspect` leaves out.
 struct inspect_options {
     /// Run the core's investigation report (left out anyway where it would
     /// be too slow; see `investigate_sides`).
     bool investigate = true;
 };
 
+/// Everything `inspect` finds.
 struct inspect_result {
-    std::size_t vertices = 0;
-    std::size_t triangles = 0;
+    std::size_t vertices = 0;   ///< as stored, free ones included
+    std::size_t triangles = 0;  ///< as stored
     /// The box of the vertices that triangles use; meaningless without triangles.
     Zelkov::Math::boundingbox<double, 3> box{};
-    measure_figures measures;
-    edge_figures edges;
+    measure_figures measures;       ///< area, volumes, barycenter, principal frame
+    edge_figures edges;             ///< edges by the number of triangles on them
     std::size_t boundary_loops = 0;  ///< pieces of the boundary-edge graph
-    bool closed_manifold = false;
-    bool closed_and_consistently_oriented = false;
-    vertex_class_figures vertex_classes;
-    std::size_t free_vertices = 0;
+    bool closed_manifold = false;   ///< `is_manifold` ignoring orientation
+    bool closed_and_consistently_oriented = false;  ///< `is_manifold` with orientation
+    vertex_class_figures vertex_classes;            ///< vertices by topology
+    std::size_t free_vertices = 0;                  ///< vertices without triangles
     std::size_t connected_components = 0;  ///< triangles joined through shared vertices
-    std::size_t non_orientable_components = 0;
-    welded_figures welded;
-    defect_figures defects;
-    investigation_figures investigation;
+    std::size_t non_orientable_components = 0;  ///< components with no consistent orientation
+    welded_figures welded;                      ///< the surface after merging equal positions
+    defect_figures defects;                     ///< degenerate, duplicate and non-finite counts
+    investigation_figures investigation;        ///< the core's report, unless left out
 };
 
 /// Inspects `surface` as stored: nothing is welded except for `welded`.

@@ -15,8 +15,8 @@ namespace Zelkov::Processing {
 /// come, 0 when the stage starts and 1 when it ends, with values in between
 /// for long stages. Every stage reports 0 and, unless an exception ends it, 1.
 struct progress_event {
-    std::string_view stage;
-    double fraction = 0.0;
+    std::string_view stage;  ///< the stage's name, as the job's contract lists them
+    double fraction = 0.0;   ///< from 0 at its start to 1 at its end
 };
 
 /// Called by a job on the calling thread, never from a parallel body. A

@@ -14,6 +14,7 @@ namespace Zelkov::Processing {
 
 using Zelkov::Geometry::triangle_surface;
 
+/// What `weld` merges and drops.
 struct weld_options {
     /// Merge only triangles that run the same way; when false, triangles on
     /// the same three vertices merge whatever their orientation, and every
@@ -25,11 +26,12 @@ struct weld_options {
     bool remove_free_points = true;
 };
 
+/// What `weld` did.
 struct weld_result {
-    std::size_t vertices_merged = 0;
-    std::size_t triangles_merged = 0;
-    std::size_t degenerate_removed = 0;
-    std::size_t free_vertices_removed = 0;
+    std::size_t vertices_merged = 0;        ///< vertices that fell together with another
+    std::size_t triangles_merged = 0;       ///< triangles that fell together with another
+    std::size_t degenerate_removed = 0;     ///< triangles that repeated a vertex
+    std::size_t free_vertices_removed = 0;  ///< vertices left without triangles
     /// For each vertex on entry, its index on return, or SIZE_MAX when it was
     /// removed as a free point.
     std::vector<std::size_t> vertex_map;
