@@ -67,6 +67,10 @@ run_fuzz() {
         mkdir -p "$corpus/read_$format"
         find ../shared/meshes -maxdepth 1 -name "*.$format" -size -400k \
             -exec cp -n {} "$corpus/read_$format/" \; 2>/dev/null || true
+        # The shared meshes hold no OFF file: start from a tetrahedron.
+        [ "$format" != off ] || [ -n "$(ls -A "$corpus/read_off")" ] ||
+            printf 'OFF\n4 4 0\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n3 0 2 1\n3 0 1 3\n3 1 2 3\n3 0 3 2\n' \
+                >"$corpus/read_off/tetrahedron.off"
         fuzz_one "fuzz_read_$format" "build/fuzz/tests/fuzz/fuzz_read_$format" "$corpus/read_$format" "$seconds" \
             "${reader_limits[@]}"
     done
