@@ -1,7 +1,9 @@
 #include <geometry/connectivity.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 #include <oneapi/tbb/blocked_range.h>
 #include <oneapi/tbb/parallel_for.h>
@@ -27,6 +29,50 @@ void sort_unique(std::vector<std::size_t>& values)
 {
     std::sort(values.begin(), values.end());
     values.erase(std::unique(values.begin(), values.end()), values.end());
+}
+
+/// Appends to `out` the values of the ascending, duplicate-free `small` that
+/// `large` holds too, ascending. Each value is looked for from where the last
+/// one was found, by doubling steps and then a binary search, so the walk
+/// costs about |small| log(|large| / |small|) comparisons: a hub's thousands of
+/// triangles against a spoke's two are not read one by one.
+template <class It>
+void append_galloping_intersection(std::vector<std::size_t>& out, It small, It small_end, It large, It large_end)
+{
+    for (; small != small_end && large != large_end; ++small) {
+        const std::size_t value = *small;
+        if (*large < value) {
+            // large[low] < value; large[high] >= value, or high is past the end.
+            const std::ptrdiff_t size = large_end - large;
+            std::ptrdiff_t low = 0, high = 1;
+            while (high < size && large[high] < value) {
+                low = high;
+                high *= 2;
+            }
+            large = std::lower_bound(large + low + 1, large + std::min(high, size), value);
+            if (large == large_end) break;
+        }
+        if (*large == value) {
+            out.push_back(value);
+            ++large;
+        }
+    }
+}
+
+/// Appends the intersection of two ascending, duplicate-free sets to `out`,
+/// ascending. Sets of like size are walked together; a set many times larger
+/// than the other is searched instead of walked. The caller has made room for
+/// the result, so nothing is allocated here.
+template <class Set>
+void append_intersection(std::vector<std::size_t>& out, const Set& first, const Set& second)
+{
+    constexpr std::size_t walk_ratio = 8;  // below this, walking both is cheaper than searching
+    if (second.size() > walk_ratio * first.size())
+        append_galloping_intersection(out, first.begin(), first.end(), second.begin(), second.end());
+    else if (first.size() > walk_ratio * second.size())
+        append_galloping_intersection(out, second.begin(), second.end(), first.begin(), first.end());
+    else
+        std::set_intersection(first.begin(), first.end(), second.begin(), second.end(), std::back_inserter(out));
 }
 
 }  // namespace
@@ -107,8 +153,7 @@ void triangle_indices_from_edge(std::vector<std::size_t>& out, const std::array<
     reserve_at_least(out, first.size() + second.size());
 
     if (edge[0] != edge[1]) {
-        std::set_intersection(first.begin(), first.end(), second.begin(), second.end(),
-                              std::back_inserter(out));
+        append_intersection(out, first, second);
     } else {
         for (const std::size_t t : first)
             if (has_directed_edge(surface.triangles[t], edge[0], edge[0])) out.push_back(t);

@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <cmath>
+#include <random>
 #include <set>
 
 #include <gtest/gtest.h>
@@ -40,6 +43,46 @@ TEST(TriangleIndicesFromEdge, RepeatedVerticesDirectionAndEarlierEntries)
     EXPECT_EQ(out, (ids{4, 2, 3, 3, 4}));
     triangle_indices_from_edge(out, {0, 1}, s, map, true);
     EXPECT_EQ(out, (ids{3, 3, 3}));
+}
+
+// Sets of very different sizes are searched rather than walked. The result
+// must still be what walking both side by side gives, after the earlier
+// entries, in a vector whose room was raised once to the two sizes' sum.
+TEST(TriangleIndicesFromEdge, LopsidedAndRandomSetsAgreeWithWalkingBoth)
+{
+    // Vertex 0 is in nearly every triangle and 1 in half, the rest drawn with
+    // a strong skew; corners repeat, and edges are run either way. Beside it,
+    // a fan whose hub has 3000 triangles and each rim vertex two.
+    std::mt19937_64 random(7);
+    const auto skewed = [&] { return 2 + static_cast<std::size_t>(std::pow(random() % 1000 / 1000.0, 3) * 46); };
+    std::vector<tri> triangles(4000);
+    for (auto& t : triangles) t = {random() % 50 ? 0 : skewed(), random() % 2 ? skewed() : 1, skewed()};
+    for (const auto& s : {surface_of(std::move(triangles)), Zelkov::Meshgen::fan(3000, true)}) {
+        const auto map = get_vertex_to_triangles_map(s);
+        const auto check = [&](std::size_t a, std::size_t b, bool oriented) {
+            ids out{s.triangles.size() - 1, 0};
+            out.reserve(2 + (a + b) % 40);
+            const std::size_t room = std::max(out.capacity(), map[a].size() + map[b].size());
+            ids expected = out;
+            for (auto i = map[a].begin(), j = map[b].begin(); a != b && i != map[a].end() && j != map[b].end();)
+                if (*i == *j) expected.push_back(*i++), ++j;
+                else *i < *j ? ++i : ++j;
+            for (const std::size_t t : map[a])
+                if (a == b && runs(s.triangles[t], a, a)) expected.push_back(t);
+            if (oriented) std::erase_if(expected, [&](std::size_t t) { return !runs(s.triangles[t], a, b); });
+            triangle_indices_from_edge(out, {a, b}, s, map, oriented);
+            ASSERT_EQ(out, expected) << "(" << a << ", " << b << ") oriented " << oriented;
+            ASSERT_EQ(out.capacity(), room) << "(" << a << ", " << b << ")";
+        };
+        // Every pair of the first surface; on the fan, the hub and some rim
+        // vertices against all others, in both directions.
+        for (std::size_t a = 0; a < map.size(); a += a < 50 ? 1 : 1000)
+            for (std::size_t b = 0; b < map.size(); ++b)
+                for (const bool oriented : {false, true}) {
+                    check(a, b, oriented);
+                    check(b, a, oriented);
+                }
+    }
 }
 
 TEST(OneRingVerticesFromVertex, EqualsTheDefinitionAndMergesEarlierEntries)
