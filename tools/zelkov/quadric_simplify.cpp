@@ -29,6 +29,9 @@ using Zelkov::Geometry::triangle_surface;
 using point3 = Zelkov::Math::point<double, 3>;
 
 constexpr std::size_t dead = std::numeric_limits<std::size_t>::max();
+/// More live triangles than this make a vertex a hub, whose star is walked
+/// only when a collapse cannot be refused without it.
+constexpr std::uint32_t hub_valence = 32;
 constexpr std::size_t next_corner[3] = {1, 2, 0};
 
 using Zelkov::Geometry::detail::stable_length;
@@ -90,7 +93,10 @@ struct plan {
 };
 
 /// A queued edge; it is stale when either vertex has changed since. Kept
-/// small (24 bytes), since popping the queue is the bulk of the work.
+/// small (24 bytes), since popping the queue is the bulk of the work. An edge
+/// is queued once at the start, and again only by a collapse that leaves one
+/// of its ends the survivor, with that end's new version: a refused edge is
+/// not tried again until one of its ends has changed.
 struct candidate {
     double cost;
     std::uint32_t a;
@@ -245,9 +251,22 @@ private:
         return p;
     }
 
+    /// Whether side e of triangle t is the one its edge is queued from: it
+    /// runs from the smaller vertex index, and where the triangle across runs
+    /// the same way (a misoriented pair), t is the lower of the two.
+    bool queues_side(std::size_t t, std::size_t e) const
+    {
+        const auto& tri = surface_.triangles[t];
+        if (!(tri[e] < tri[next_corner[e]])) return false;
+        const std::size_t across = cache_->triangle_neighbours[t][e];
+        return (across & 1) == 0 || (across >> 3) > t;
+    }
+
     /// Queues every edge once: inner edges from the triangle in which they
     /// run from the smaller vertex index, collapsible boundary edges from
-    /// their one triangle.
+    /// their one triangle. A misoriented inner edge, which both its triangles
+    /// run the same way, is queued from the lower of them, or not at all when
+    /// both run it from the larger index.
     void build_queue()
     {
         const auto& tris = surface_.triangles;
@@ -264,7 +283,7 @@ private:
         for_blocks([&](std::size_t k, std::size_t begin, std::size_t end) {
             std::size_t count = 0;
             for (std::size_t t = begin; t != end; ++t)
-                for (std::size_t e = 0; e < 3; ++e) count += tris[t][e] < tris[t][next_corner[e]];
+                for (std::size_t e = 0; e < 3; ++e) count += queues_side(t, e);
             offsets[k + 1] = count;
         });
         for (std::size_t k = 0; k < blocks; ++k) offsets[k + 1] += offsets[k];
@@ -273,8 +292,7 @@ private:
             std::size_t at = offsets[k];
             for (std::size_t t = begin; t != end; ++t)
                 for (std::size_t e = 0; e < 3; ++e)
-                    if (const std::size_t a = tris[t][e], b = tris[t][next_corner[e]]; a < b)
-                        initial_[at++] = candidate_for(a, b);
+                    if (queues_side(t, e)) initial_[at++] = candidate_for(tris[t][e], tris[t][next_corner[e]]);
         });
         for (const auto& [t, e] : boundary_sides_) {
             const std::size_t a = tris[t][e], b = tris[t][next_corner[e]];
@@ -297,22 +315,31 @@ private:
 
     bool is_dead(std::size_t t) const { return surface_.triangles[t][0] == dead; }
 
-    /// The live triangles around `a` and around `b`, each list ascending, into
-    /// `around_a_` and `around_b_`. Each walk's triangle rows are asked for
-    /// before the other walk starts, so that their misses overlap.
-    void gather_stars(std::size_t a, std::size_t b)
+    /// Walks the triangles around `v` into `around`, asking for their rows.
+    void walk_star(std::size_t v, std::vector<std::size_t>& around) const
     {
-        around_a_.clear();
-        around_b_.clear();
-        cache_->append_vertex_triangles(a, around_a_);
-        for (std::size_t t : around_a_) __builtin_prefetch(&surface_.triangles[t]);
-        cache_->append_vertex_triangles(b, around_b_);
-        for (std::size_t t : around_b_) __builtin_prefetch(&surface_.triangles[t]);
-        for (auto* around : {&around_a_, &around_b_}) {
-            std::erase_if(*around, [this](std::size_t t) { return is_dead(t); });
-            std::sort(around->begin(), around->end());
-            around->erase(std::unique(around->begin(), around->end()), around->end());
-        }
+        around.clear();
+        cache_->append_vertex_triangles(v, around);
+        for (std::size_t t : around) __builtin_prefetch(&surface_.triangles[t]);
+    }
+
+    /// Keeps the live triangles of a walked star, ascending, each once.
+    void tidy_star(std::vector<std::size_t>& around) const
+    {
+        std::erase_if(around, [this](std::size_t t) { return is_dead(t); });
+        std::sort(around.begin(), around.end());
+        around.erase(std::unique(around.begin(), around.end()), around.end());
+    }
+
+    /// Asks for the positions and records of the corners of a star's
+    /// triangles, which the tests read scattered in memory.
+    void prefetch_ring(const std::vector<std::size_t>& around) const
+    {
+        for (std::size_t t : around)
+            for (std::size_t w : surface_.triangles[t]) {
+                __builtin_prefetch(&surface_.vertices[w]);
+                __builtin_prefetch(&state_[w].mark);
+            }
     }
 
     bool has_both(std::size_t t, std::size_t a, std::size_t b) const
@@ -361,13 +388,22 @@ private:
         return common;
     }
 
-    /// The link condition: the rings of a and b meet exactly in the apexes of
-    /// the triangles on the edge (two, or one on a boundary edge), and each
-    /// apex keeps enough triangles. An inner edge between two boundary
-    /// vertices would pinch the surface and is refused.
-    bool link_allows(std::size_t a, std::size_t b)
+    /// Whether (a, b) is a boundary edge that may collapse: one triangle on
+    /// it, both ends on a collapsible boundary.
+    bool is_boundary_edge(std::size_t a, std::size_t b) const
     {
-        const bool boundary_edge = shared_.size() == 1 && state_[a].on_boundary && state_[b].on_boundary;
+        return shared_.size() == 1 && state_[a].on_boundary && state_[b].on_boundary;
+    }
+
+    /// The link condition as far as the edge's own triangles (`shared_`) and
+    /// the star of one end tell it: two triangles on the edge with distinct
+    /// apexes (one on a boundary edge), each apex keeping enough triangles,
+    /// and on a boundary edge more than one triangle around that end. An
+    /// inner edge between two boundary vertices would pinch the surface and
+    /// is refused.
+    bool edge_allows(std::size_t a, std::size_t b, const std::vector<std::size_t>& one_star)
+    {
+        const bool boundary_edge = is_boundary_edge(a, b);
         if (shared_.size() != 2 && !boundary_edge) return false;
         if (!boundary_edge && state_[a].on_boundary && state_[b].on_boundary) return false;
         std::size_t found = 0;
@@ -375,11 +411,18 @@ private:
             for (std::size_t w : surface_.triangles[t])
                 if (w != a && w != b && found < 2) apexes_[found++] = w;
         if (found != shared_.size() || (found == 2 && apexes_[0] == apexes_[1])) return false;
-        // The apexes lie on both rings; any other shared neighbour breaks the condition.
-        if (gather_rings(a, b) != found) return false;
         for (std::size_t i = 0; i < found; ++i)
             if (state_[apexes_[i]].valence <= (boundary_edge ? 1u : 3u)) return false;
-        return !boundary_edge || (around_a_.size() > 1 && around_b_.size() > 1);
+        return !boundary_edge || one_star.size() > 1;
+    }
+
+    /// The rest of the link condition, on both stars: the rings of a and b
+    /// meet exactly in the apexes (any other shared neighbour breaks it),
+    /// and a boundary edge leaves each end a triangle.
+    bool rings_allow(std::size_t a, std::size_t b)
+    {
+        if (gather_rings(a, b) != shared_.size()) return false;
+        return !is_boundary_edge(a, b) || (around_a_.size() > 1 && around_b_.size() > 1);
     }
 
     /// No triangle that stays may turn its normal by more than the limit.
@@ -448,18 +491,34 @@ private:
         // the queue cheaper than the solve saved.
         auto p = plan_for(c.a, c.b);
         if (!p) return std::nullopt;
-        gather_stars(c.a, c.b);
-        // The tests below read the ring's positions and marks, scattered in memory.
-        for (const auto* around : {&around_a_, &around_b_})
-            for (std::size_t t : *around)
-                for (std::size_t w : surface_.triangles[t]) {
-                    __builtin_prefetch(&surface_.vertices[w]);
-                    __builtin_prefetch(&state_[w].mark);
-                }
+        // The star of the end with fewer triangles holds the edge's own
+        // triangles and settles most refusals. A hub's star at the other end
+        // is walked only for an edge that passes those tests; an ordinary
+        // one at once, so that the misses of both walks overlap.
+        const bool a_is_small = state_[c.a].valence <= state_[c.b].valence;
+        const std::size_t small_end = a_is_small ? c.a : c.b, large_end = a_is_small ? c.b : c.a;
+        auto& small_star = a_is_small ? around_a_ : around_b_;
+        auto& large_star = a_is_small ? around_b_ : around_a_;
+        const bool large_is_hub = state_[large_end].valence > hub_valence;
+        walk_star(small_end, small_star);
+        if (!large_is_hub) walk_star(large_end, large_star);
+        tidy_star(small_star);
+        if (!large_is_hub) tidy_star(large_star);
+        prefetch_ring(small_star);
+        if (!large_is_hub) prefetch_ring(large_star);
         shared_.clear();
-        for (std::size_t t : around_a_)
+        for (std::size_t t : small_star)
             if (has_both(t, c.a, c.b)) shared_.push_back(t);
-        if (!link_allows(c.a, c.b)) {
+        if (!edge_allows(c.a, c.b, small_star)) {
+            ++counts_.refused_by_link;
+            return std::nullopt;
+        }
+        if (large_is_hub) {
+            walk_star(large_end, large_star);
+            tidy_star(large_star);
+            prefetch_ring(large_star);
+        }
+        if (!rings_allow(c.a, c.b)) {
             ++counts_.refused_by_link;
             return std::nullopt;
         }
