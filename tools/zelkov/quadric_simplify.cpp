@@ -8,6 +8,7 @@
 #include <optional>
 #include <queue>
 #include <stdexcept>
+#include <utility>
 
 #include <oneapi/tbb/parallel_sort.h>
 #include <oneapi/tbb/blocked_range.h>
@@ -168,6 +169,16 @@ private:
                 state_[a].pinned = state_[b].pinned = 1;
             }
         }
+        // The reports come in an order that depends on the threads' timing,
+        // and two planes added to a quadric in the other order may differ in
+        // the last bit: the boundary sides go by their vertex pairs.
+        const auto pair_of = [this](const std::array<std::size_t, 2>& side) {
+            const std::size_t a = surface_.triangles[side[0]][side[1]];
+            const std::size_t b = surface_.triangles[side[0]][next_corner[side[1]]];
+            return std::pair{std::min(a, b), std::max(a, b)};
+        };
+        std::sort(boundary_sides_.begin(), boundary_sides_.end(),
+                  [&](const auto& x, const auto& y) { return pair_of(x) < pair_of(y); });
     }
 
     /// The quadric that keeps a boundary edge's vertices on the plane through
