@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "meshio.h"
+#include <meshio/meshio.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -10,7 +10,7 @@
 
 #include <geometry/trimesh.h>
 
-#include "meshio.h"
+#include <meshio/meshio.h>
 #include "support/fixtures.h"
 
 namespace {

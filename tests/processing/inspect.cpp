@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "support/fixtures.h"
-#include "meshio.h"
+#include <meshio/meshio.h>
 
 namespace {
 

@@ -14,7 +14,7 @@
 
 #include "cli.h"
 #include "commands.h"
-#include "meshio.h"
+#include <meshio/meshio.h>
 #include "support/fixtures.h"
 #include "tools/run_cli.h"
 #include "tools/scratch_dir.h"

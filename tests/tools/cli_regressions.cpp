@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <regex>
+#include <algorithm>
 #include <streambuf>
 #include <sys/wait.h>
 
@@ -14,7 +14,7 @@
 #include <nlohmann/json.hpp>
 
 #include "commands.h"
-#include "meshio.h"
+#include <meshio/meshio.h>
 #include "support/fixtures.h"
 #include "tools/run_cli.h"
 #include "tools/scratch_dir.h"
@@ -154,15 +154,21 @@ TEST(Output, TheProgramFailsWhenStandardOutputIsFull)
     EXPECT_EQ(WEXITSTATUS(status), exit_output_failed);
 }
 
+/// Lower-case words of letters and digits joined by single underscores.
+bool is_snake_case(const std::string& key)
+{
+    if (key.empty() || key.front() == '_' || key.back() == '_' || key.find("__") != std::string::npos) return false;
+    return std::all_of(key.begin(), key.end(), [](char c) { return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_'; });
+}
+
 /// Every key of a report, at every depth, is snake_case.
 void expect_snake_case_keys(const nlohmann::json& v, const std::string& where)
 {
-    static const std::regex snake("[a-z0-9]+(_[a-z0-9]+)*");
     if (v.is_array())
         for (const auto& item : v) expect_snake_case_keys(item, where);
     if (!v.is_object()) return;
     for (const auto& [key, item] : v.items()) {
-        EXPECT_TRUE(std::regex_match(key, snake)) << where << ": key '" << key << "'";
+        EXPECT_TRUE(is_snake_case(key)) << where << ": key '" << key << "'";
         expect_snake_case_keys(item, where + "/" + key);
     }
 }

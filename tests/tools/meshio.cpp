@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-#include "meshio.h"
+#include <meshio/meshio.h>
 #include "support/fixtures.h"
 #include "tools/scratch_dir.h"
 

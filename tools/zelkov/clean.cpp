@@ -4,7 +4,7 @@
 #include <geometry/trimesh.h>
 
 #include "commands.h"
-#include "meshio.h"
+#include <meshio/meshio.h>
 
 namespace Zelkov::Cli {
 

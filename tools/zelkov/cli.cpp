@@ -15,7 +15,7 @@
 #include <CLI/CLI.hpp>
 
 #include "commands.h"
-#include "meshio.h"
+#include <meshio/meshio.h>
 
 namespace Zelkov::Cli {
 

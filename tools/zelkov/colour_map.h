@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "meshio.h"
+#include <meshio/meshio.h>
 
 namespace Zelkov::Cli {
 

@@ -12,7 +12,7 @@
 #include <processing/inspect.h>
 #include <processing/weld.h>
 
-#include "meshio.h"
+#include <meshio/meshio.h>
 #include "report.h"
 #include "stages.h"
 

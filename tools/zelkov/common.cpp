@@ -5,7 +5,7 @@
 
 #include "commands.h"
 #include "default_mesh.h"
-#include "meshio.h"
+#include <meshio/meshio.h>
 
 namespace Zelkov::Cli {
 

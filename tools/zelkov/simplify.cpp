@@ -9,7 +9,7 @@
 
 #include "colour_map.h"
 #include "commands.h"
-#include "meshio.h"
+#include <meshio/meshio.h>
 #include "quadric_simplify.h"
 
 namespace Zelkov::Cli {

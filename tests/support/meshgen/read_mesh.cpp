@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "meshio.h"
+#include <meshio/meshio.h>
 
 namespace Zelkov::Meshgen {
 

@@ -8,7 +8,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "meshio.h"
+#include <meshio/meshio.h>
 #include "parse.h"
 
 namespace Zelkov::Meshio {

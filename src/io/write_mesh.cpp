@@ -7,9 +7,10 @@
 #include <fstream>
 #include <limits>
 
-#include "meshio.h"
+#include <geometry/measures.h>
+#include <meshio/meshio.h>
+
 #include "parse.h"
-#include "surface/stable_length.h"
 
 namespace Zelkov::Meshio {
 
@@ -117,14 +118,13 @@ void ply_binary_body(std::string& out, const triangle_surface& surface, const pl
     }
 }
 
-/// The facet normal of STL: unit length, or zero for a triangle without area.
-point3 unit_normal(const point3& a, const point3& b, const point3& c)
+/// The facet normal of STL: the unit normal of triangle t as the core
+/// measures it, or zero for a triangle without area (whose normal is NaN).
+point3 facet_normal(std::size_t t, const triangle_surface& surface)
 {
-    using namespace Zelkov::Math::detail;
-    const point3 n = cross(sub(b, a), sub(c, a));
-    const double length = Zelkov::Geometry::detail::stable_length(n);
-    if (!(length > 0)) return {0, 0, 0};
-    return divide(n, length);
+    const point3 n = Zelkov::Geometry::normal(t, surface, true);
+    if (!(std::isfinite(n.x) && std::isfinite(n.y) && std::isfinite(n.z))) return {0, 0, 0};
+    return n;
 }
 
 bool same_file(const std::string& a, const std::string& b)
@@ -178,11 +178,12 @@ std::string stl_bytes(const triangle_surface& surface)
     out.replace(0, title.size(), title);
     store(out, static_cast<std::uint32_t>(surface.triangles.size()), false);
     out.reserve(84 + 50 * surface.triangles.size());
-    for (const auto& t : surface.triangles) {
+    for (std::size_t k = 0; k < surface.triangles.size(); ++k) {
+        const auto& t = surface.triangles[k];
         const point3& a = surface.vertices[t[0]];
         const point3& b = surface.vertices[t[1]];
         const point3& c = surface.vertices[t[2]];
-        for (const point3& p : {unit_normal(a, b, c), a, b, c}) {
+        for (const point3& p : {facet_normal(k, surface), a, b, c}) {
             store(out, static_cast<float>(p.x), false);
             store(out, static_cast<float>(p.y), false);
             store(out, static_cast<float>(p.z), false);
