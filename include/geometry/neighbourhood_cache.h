@@ -21,6 +21,42 @@ enum class link_width : unsigned char;
 struct neighbourhood_cache_access;
 }  // namespace detail
 
+/// Reading the entries of `neighbourhood_cache::vertex_corners` and
+/// `neighbourhood_cache::triangle_neighbours`, for callers that walk the links
+/// themselves. Header-only; the cache decodes its entries with the same steps.
+namespace cache_entries {
+
+/// The corner that follows corner c of a triangle: (c + 1) mod 3.
+inline constexpr std::size_t next_index[3] = {1, 2, 0};
+/// The corner that comes before corner c of a triangle: (c + 2) mod 3.
+inline constexpr std::size_t previous_index[3] = {2, 0, 1};
+
+/// The corner entry of a vertex without triangles.
+inline constexpr std::size_t no_vertex_entry = SIZE_MAX;
+
+/// Whether a corner entry names a triangle and a corner (and not a stored
+/// set, and not `no_vertex_entry`).
+constexpr bool is_corner_entry(std::size_t entry) noexcept { return (entry & 3) != 3; }
+/// Whether a corner entry names a stored set; false for `no_vertex_entry`.
+constexpr bool is_set_entry(std::size_t entry) noexcept { return (entry & 3) == 3 && entry != no_vertex_entry; }
+/// The corner entry of `corner` in `triangle`.
+constexpr std::size_t corner_entry(std::size_t triangle, std::size_t corner) noexcept { return triangle * 4 + corner; }
+/// The triangle of a corner entry, or the set of a set entry.
+constexpr std::size_t entry_triangle(std::size_t entry) noexcept { return entry >> 2; }
+/// The corner of a corner entry.
+constexpr std::size_t entry_corner(std::size_t entry) noexcept { return entry & 3; }
+
+/// The triangle across the edge of a neighbour entry (`no_triangle` on a
+/// boundary or a non-manifold edge).
+constexpr std::size_t neighbour_of(std::size_t entry) noexcept { return entry >> 3; }
+/// The edge index, in the triangle across, of a neighbour entry.
+constexpr std::size_t edge_of(std::size_t entry) noexcept { return (entry >> 1) & 3; }
+/// 1 when the two triangles of a neighbour entry run their shared edge the
+/// same way (an inconsistently oriented pair), else 0.
+constexpr std::size_t flip_of(std::size_t entry) noexcept { return entry & 1; }
+
+}  // namespace cache_entries
+
 /// Corner and neighbour links over a `triangle_surface`, made for collapsing
 /// many edges of a large surface one after another in time proportional to
 /// the fan of one vertex.
@@ -49,6 +85,12 @@ public:
         /// lowest bit is not read and is free for the caller; the upper bits
         /// are not masked, so `edge_code / 2` must be a valid edge index.
         std::uint32_t edge_code;
+
+        /// Edge `edge` (0, 1 or 2) of `triangle`.
+        static constexpr triangle_edge of(std::size_t triangle, std::uint32_t edge) noexcept
+        {
+            return {triangle, edge << 1};
+        }
     };
 
     /// Builds the links of `surface`, whose contents are read, not changed.

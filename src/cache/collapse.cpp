@@ -41,7 +41,7 @@ rewritten_fan rewrite_fan(neighbourhood_cache& cache, std::size_t removed_entry,
 {
     const auto& neighbours = cache.triangle_neighbours;
     const std::size_t no_triangle = cache.no_triangle;
-    const std::size_t r = removed_entry >> 2, c = removed_entry & 3;
+    const std::size_t r = entry_triangle(removed_entry), c = entry_corner(removed_entry);
 
     fan_walk walk = walk_from(r, c, 0);
     std::size_t stop = r;
@@ -67,8 +67,8 @@ rewritten_fan rewrite_fan(neighbourhood_cache& cache, std::size_t removed_entry,
 /// Whether one of the two edges at the corner of an ordinary entry has no neighbour.
 bool entry_on_boundary(const neighbourhood_cache& cache, std::size_t entry)
 {
-    const auto& row = cache.triangle_neighbours[entry >> 2];
-    const std::size_t c = entry & 3;
+    const auto& row = cache.triangle_neighbours[entry_triangle(entry)];
+    const std::size_t c = entry_corner(entry);
     return neighbour_of(row[c]) == cache.no_triangle || neighbour_of(row[previous_index[c]]) == cache.no_triangle;
 }
 
@@ -97,8 +97,8 @@ void move_entry_off(neighbourhood_cache& cache, std::size_t v, std::size_t u, st
 {
     const std::size_t entry = cache.vertex_corners[v];
     if (is_set_entry(entry))
-        cache.vertex_triangle_sets[entry >> 2].erase(u);
-    else if (is_corner_entry(entry) && entry >> 2 == u)
+        cache.vertex_triangle_sets[entry_triangle(entry)].erase(u);
+    else if (is_corner_entry(entry) && entry_triangle(entry) == u)
         cache.vertex_corners[v] = replacement;
 }
 
@@ -113,7 +113,7 @@ void remove_twin(neighbourhood_cache& cache, std::size_t t1, std::size_t z, std:
                    neighbour_of(b) != no_triangle ? corner_entry(neighbour_of(b), start_corner(b))
                                                   : corner_entry(neighbour_of(a), end_corner(a)));
     auto& kept_entry = cache.vertex_corners[kept];
-    if (kept_entry >> 2 == t1)
+    if (entry_triangle(kept_entry) == t1)
         kept_entry = neighbour_of(a) == no_triangle ? corner_entry(neighbour_of(b), end_corner(b))
                                                     : corner_entry(neighbour_of(a), start_corner(a));
     invalidate(cache, t1);
@@ -143,15 +143,15 @@ void remove_collapsed(neighbourhood_cache& cache, std::size_t t, std::size_t k, 
                    : neighbour_of(p) != no_triangle ? corner_entry(neighbour_of(p), start_corner(p))
                                                     : no_vertex_entry);
 
-    if (corners[kept] >> 2 == t) {
+    if (entry_triangle(corners[kept]) == t) {
         if (has_twin) {
             corners[kept] = neighbour_of(q) == no_triangle ? corner_entry(neighbour_of(p), end_corner(p))
                                                            : corner_entry(neighbour_of(q), start_corner(q));
-            if (corners[kept] >> 2 == t) {
+            if (entry_triangle(corners[kept]) == t) {
                 // t was its own neighbour: nothing is left around these vertices.
                 corners[kept] = no_vertex_entry;
                 const std::size_t entry = corners[y];
-                if (!is_set_entry(entry) || cache.vertex_triangle_sets[entry >> 2].empty())
+                if (!is_set_entry(entry) || cache.vertex_triangle_sets[entry_triangle(entry)].empty())
                     corners[y] = no_vertex_entry;
             }
         } else if (neighbour_of(q) == no_triangle) {
@@ -208,7 +208,7 @@ std::size_t neighbourhood_cache::collapse_edge(const triangle_edge& edge)
     // The triangles are rewritten before any test that may hand over to the
     // general path, which expects to find that done.
     if (!is_corner_entry(removed_entry)) {
-        rewrite_star(*this, vertex_triangle_sets[removed_entry >> 2], kept, removed);
+        rewrite_star(*this, vertex_triangle_sets[entry_triangle(removed_entry)], kept, removed);
         return unoptimal_collapse_edge_impl(kept, removed);
     }
     const rewritten_fan fan = rewrite_fan(*this, removed_entry, kept);
@@ -253,19 +253,19 @@ std::size_t neighbourhood_cache::unoptimal_collapse_edge_impl(std::size_t kept, 
     const bool removed_has_set = is_set_entry(removed_entry);
     std::size_t entry = no_vertex_entry;
     if (star.empty()) {
-        if (kept_has_set) vertex_triangle_sets[kept_entry >> 2].clear();
-        if (removed_has_set) vertex_triangle_sets[removed_entry >> 2].clear();
+        if (kept_has_set) vertex_triangle_sets[entry_triangle(kept_entry)].clear();
+        if (removed_has_set) vertex_triangle_sets[entry_triangle(removed_entry)].clear();
     } else {
         if (!kept_has_set && !removed_has_set) {
-            entry = vertex_triangle_sets.size() * 4 + 3;
+            entry = corner_entry(vertex_triangle_sets.size(), 3);
             vertex_triangle_sets.emplace_back();
         } else if (!kept_has_set) {
             entry = removed_entry;  // kept takes over the set of removed
         } else {
-            if (removed_has_set) vertex_triangle_sets[removed_entry >> 2].clear();
+            if (removed_has_set) vertex_triangle_sets[entry_triangle(removed_entry)].clear();
             entry = kept_entry;
         }
-        vertex_triangle_sets[entry >> 2].swap(star);
+        vertex_triangle_sets[entry_triangle(entry)].swap(star);
     }
     vertex_corners[kept] = entry;
     vertex_corners[removed] = no_vertex_entry;

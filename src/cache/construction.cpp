@@ -87,10 +87,10 @@ void fill_records(E* records, std::size_t t, const std::array<std::size_t, 3>& t
     }
 }
 
-// Parts of a record's link.
-constexpr std::size_t link_triangle(std::size_t link) noexcept { return link >> 3; }
-constexpr std::size_t link_edge(std::size_t link) noexcept { return (link >> 1) & 3; }
-constexpr std::size_t link_rising(std::size_t link) noexcept { return link & 1; }
+// Parts of a record's link, which has the bit positions of a neighbour entry.
+constexpr std::size_t link_triangle(std::size_t link) noexcept { return neighbour_of(link); }
+constexpr std::size_t link_edge(std::size_t link) noexcept { return edge_of(link); }
+constexpr std::size_t link_rising(std::size_t link) noexcept { return flip_of(link); }
 
 std::size_t& entry_of(neighbour_rows& neighbours, std::size_t link) noexcept
 {
@@ -154,7 +154,7 @@ void settle_vertex(std::size_t v, std::vector<std::size_t>& corners, const neigh
 {
     const std::size_t entry = corners[v];
     if (!is_corner_entry(entry)) return;
-    const std::size_t t0 = entry >> 2, c0 = entry & 3;
+    const std::size_t t0 = entry_triangle(entry), c0 = entry_corner(entry);
     const auto mark = [&visited](const fan_walk& walk) { visited[walk.triangle][walk.corner] = true; };
 
     const fan_walk back = walk_fan(neighbours, walk_from(t0, c0, 1), no_triangle, t0, mark);
@@ -178,12 +178,12 @@ void store_unreached_stars(neighbourhood_cache& cache, const visited_flags& visi
             const std::size_t v = triangles[t][c];
             const std::size_t entry = cache.vertex_corners[v];
             if (!is_corner_entry(entry)) {
-                sets[entry >> 2].insert(t);
+                sets[entry_triangle(entry)].insert(t);
                 continue;
             }
-            const std::size_t t0 = entry >> 2, c0 = entry & 3;
+            const std::size_t t0 = entry_triangle(entry), c0 = entry_corner(entry);
             const std::size_t direction = neighbour_of(neighbours[t0][c0]) == cache.no_triangle ? 1 : 0;
-            cache.vertex_corners[v] = sets.size() * 4 + 3;
+            cache.vertex_corners[v] = corner_entry(sets.size(), 3);
             auto& star = *sets.emplace_back();
             walk_fan(neighbours, walk_from(t0, c0, direction), cache.no_triangle, t0,
                      [&star](const fan_walk& walk) { star.insert(walk.triangle); });
@@ -273,12 +273,12 @@ void neighbourhood_cache::append_vertex_triangles(std::size_t vertex, std::vecto
     const std::size_t entry = vertex_corners[vertex];
     if (!is_corner_entry(entry)) {
         if (entry == no_vertex_entry) return;
-        const auto& star = vertex_triangle_sets[entry >> 2];
+        const auto& star = vertex_triangle_sets[entry_triangle(entry)];
         out.insert(out.end(), star.begin(), star.end());
         return;
     }
     // Backwards first; forwards when the entry stands at that end of an open fan.
-    const std::size_t t0 = entry >> 2, c = entry & 3;
+    const std::size_t t0 = entry_triangle(entry), c = entry_corner(entry);
     const std::size_t direction = neighbour_of(triangle_neighbours[t0][previous_index[c]]) == no_triangle ? 0 : 1;
     walk_fan(triangle_neighbours, walk_from(t0, c, direction), no_triangle, t0,
              [&out](const fan_walk& walk) { out.push_back(walk.triangle); });

@@ -15,24 +15,23 @@ namespace Zelkov::Geometry::detail {
 
 using neighbour_rows = std::vector<std::array<std::size_t, 3>>;
 
-inline constexpr std::size_t next_index[3] = {1, 2, 0};
-inline constexpr std::size_t previous_index[3] = {2, 0, 1};
+using cache_entries::next_index;
+using cache_entries::previous_index;
 /// cycle_table[r][i] = (i + r) mod 3. The rows lie one behind the other so
 /// that a walk picks a row by arithmetic on its direction bit.
 inline constexpr std::size_t cycle_table[3][3] = {{0, 1, 2}, {1, 2, 0}, {2, 0, 1}};
 
-inline constexpr std::size_t no_vertex_entry = SIZE_MAX;
-
 // ---------------------------------------------------------------- entries
 
-constexpr bool is_corner_entry(std::size_t entry) noexcept { return (entry & 3) != 3; }
-/// A stored-set entry; false for SIZE_MAX.
-constexpr bool is_set_entry(std::size_t entry) noexcept { return (entry & 3) == 3 && entry != no_vertex_entry; }
-constexpr std::size_t corner_entry(std::size_t triangle, std::size_t corner) noexcept { return triangle * 4 + corner; }
-
-constexpr std::size_t neighbour_of(std::size_t entry) noexcept { return entry >> 3; }
-constexpr std::size_t edge_of(std::size_t entry) noexcept { return (entry >> 1) & 3; }
-constexpr std::size_t flip_of(std::size_t entry) noexcept { return entry & 1; }
+using cache_entries::corner_entry;
+using cache_entries::edge_of;
+using cache_entries::entry_corner;
+using cache_entries::entry_triangle;
+using cache_entries::flip_of;
+using cache_entries::is_corner_entry;
+using cache_entries::is_set_entry;
+using cache_entries::neighbour_of;
+using cache_entries::no_vertex_entry;
 
 /// The corner, in the neighbour, of the vertex at the start of the edge whose entry this is.
 constexpr std::size_t start_corner(std::size_t entry) noexcept { return cycle_table[1 - flip_of(entry)][edge_of(entry)]; }

@@ -11,6 +11,8 @@
 
 namespace {
 
+namespace entries = Zelkov::Geometry::cache_entries;
+
 using namespace Zelkov::Testing;
 using tri = std::array<std::size_t, 3>;
 using row3 = std::array<std::size_t, 3>;
@@ -28,16 +30,17 @@ std::uint32_t code(std::size_t k) { return static_cast<std::uint32_t>(2 * k); }
 
 bool is_set_vertex(const neighbourhood_cache& cache, std::size_t v)
 {
-    return cache.vertex_corners[v] != none && (cache.vertex_corners[v] & 3) == 3;
+    return entries::is_set_entry(cache.vertex_corners[v]);
 }
 
 /// Whether one of the two edges at the corner of the vertex's entry has no neighbour.
 bool entry_at_fan_end(const neighbourhood_cache& cache, std::size_t v)
 {
     const std::size_t entry = cache.vertex_corners[v];
-    const auto& r = cache.triangle_neighbours[entry >> 2];
-    const std::size_t c = entry & 3;
-    return r[c] >> 3 == cache.no_triangle || r[(c + 2) % 3] >> 3 == cache.no_triangle;
+    const auto& r = cache.triangle_neighbours[entries::entry_triangle(entry)];
+    const std::size_t c = entries::entry_corner(entry);
+    return entries::neighbour_of(r[c]) == cache.no_triangle ||
+           entries::neighbour_of(r[(c + 2) % 3]) == cache.no_triangle;
 }
 
 index_list live_triangles_of(const triangle_surface& surface, std::size_t v)
@@ -99,7 +102,7 @@ TEST(NeighbourhoodCacheCollapse, InteriorEdgeBetweenBoundaryVerticesTakesTheGene
     EXPECT_EQ(surface.triangles[3][0], none);
     EXPECT_EQ(live_count(surface), 4u);
     ASSERT_TRUE(is_set_vertex(cache, 1));
-    const auto& star = cache.vertex_triangle_sets[cache.vertex_corners[1] >> 2];
+    const auto& star = cache.vertex_triangle_sets[entries::entry_triangle(cache.vertex_corners[1])];
     EXPECT_EQ(index_list(star.begin(), star.end()), (index_list{1, 2}));
     EXPECT_EQ(live_triangles_of(surface, 1), (index_list{1, 2}));
     EXPECT_TRUE(in_step(cache));
@@ -112,7 +115,7 @@ TEST(NeighbourhoodCacheCollapse, InteriorVertexOntoABoundaryOneStaysOnThePlainPa
     auto surface = Zelkov::Meshgen::grid(2, 2);
     neighbourhood_cache cache(surface, {});
     const std::size_t boundary_entry = cache.vertex_corners[1];
-    EXPECT_EQ(boundary_entry >> 2, 2u);  // the end of the fan of 1 away from the collapsed triangles
+    EXPECT_EQ(entries::entry_triangle(boundary_entry), 2u);  // the end of the fan of 1 away from the collapsed triangles
     EXPECT_EQ(cache.collapse_edge(edge{3, code(2)}), 4u);  // removes boundary vertex 1
     EXPECT_EQ(surface.triangles[0][0], none);
     EXPECT_EQ(surface.triangles[3][0], none);
@@ -133,7 +136,7 @@ TEST(NeighbourhoodCacheCollapse, ClosedRegularMeshLosesTwoTriangles)
     auto surface = Zelkov::Meshgen::torus(6, 5);
     neighbourhood_cache cache(surface, {});
     const tri t = surface.triangles[7];
-    const std::size_t twin = cache.triangle_neighbours[7][0] >> 3;
+    const std::size_t twin = entries::neighbour_of(cache.triangle_neighbours[7][0]);
     const tri u = surface.triangles[twin];
     const std::size_t x = u[0] != t[0] && u[0] != t[1] ? u[0] : u[1] != t[0] && u[1] != t[1] ? u[1] : u[2];
     const std::size_t before_x = live_triangles_of(surface, x).size(), before_y = live_triangles_of(surface, t[2]).size();
