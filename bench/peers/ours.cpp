@@ -8,7 +8,7 @@
 
 #include "peers.h"
 #include "../shortest_edge_policy.h"
-#include "quadric_simplify.h"
+#include <processing/simplify.h>
 #include "stages.h"
 
 namespace Zelkov::Peers {
@@ -232,11 +232,10 @@ std::size_t ours_measures(const bench_input& in, stopwatch& sw)
 std::size_t ours_simplify(const bench_input& in, stopwatch& sw)
 {
     auto surface = in.surface;
-    Zelkov::Cli::simplify_options options;
+    Zelkov::Processing::collapse_options options;
     options.target_triangles = simplify_target(in);
-    Zelkov::Cli::stage_clock clock(nullptr);
     sw.start();
-    Zelkov::Cli::collapse_by_quadrics(surface, options, {}, clock);
+    Zelkov::Processing::collapse_by_quadrics(surface, options);
     remove_free_points(surface);
     sw.stop();
     const std::size_t triangles = surface.triangles.size();

@@ -76,6 +76,9 @@ input_mesh load_input(const common_options& options, stage_clock& clock);
 /// input's counts and box.
 value begin_report(const char* command, const input_mesh& in);
 
+/// The report of a weld done with `options`.
+value weld_report(const Zelkov::Processing::weld_result& result, const Zelkov::Processing::weld_options& options);
+
 /// Welds `surface` with the processing job and returns its report.
 value weld(Zelkov::Geometry::triangle_surface& surface, const Zelkov::Processing::weld_options& options,
            stage_clock& clock);

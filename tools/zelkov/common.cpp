@@ -45,7 +45,11 @@ value begin_report(const char* command, const input_mesh& in)
 value weld(Zelkov::Geometry::triangle_surface& surface, const Zelkov::Processing::weld_options& options,
            stage_clock& clock)
 {
-    const auto r = Zelkov::Processing::weld(surface, options, clock.callback());
+    return weld_report(Zelkov::Processing::weld(surface, options, clock.callback()), options);
+}
+
+value weld_report(const Zelkov::Processing::weld_result& r, const Zelkov::Processing::weld_options& options)
+{
     value merged = value::object();
     merged["orientation_considered"] = options.consider_orientation;
     merged["vertices_merged"] = r.vertices_merged;

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include <processing/progress.h>
@@ -17,45 +18,14 @@
 
 namespace Zelkov::Cli {
 
-/// A one-line bar, redrawn in place with a carriage return whenever the
-/// percentage changes. Does nothing when constructed without a stream.
-class progress_bar {
-public:
-    progress_bar(std::ostream* terminal, std::string label, std::size_t total)
-        : terminal_(terminal), label_(std::move(label)), total_(total)
-    {
-        update(0);
-    }
-    progress_bar(const progress_bar&) = delete;
-    progress_bar& operator=(const progress_bar&) = delete;
-    ~progress_bar() { finish(); }
-
-    void update(std::size_t done)
-    {
-        if (!terminal_ || total_ == 0) return;
-        const int percent = static_cast<int>(100.0 * static_cast<double>(std::min(done, total_)) / total_);
-        if (percent == shown_) return;
-        shown_ = percent;
-        const int width = 30;
-        const int filled = percent * width / 100;
-        *terminal_ << '\r' << label_ << " [" << std::string(filled, '#') << std::string(width - filled, ' ') << "] "
-                   << percent << "%" << std::flush;
-    }
-
-    void finish()
-    {
-        if (!terminal_ || finished_) return;
-        finished_ = true;
-        *terminal_ << "\r\033[K" << std::flush;
-    }
-
-private:
-    std::ostream* terminal_;
-    std::string label_;
-    std::size_t total_;
-    int shown_ = -1;
-    bool finished_ = false;
-};
+/// Draws "stage [#####     ] 50%" over the current line of `terminal`.
+inline void draw_bar(std::ostream& terminal, std::string_view stage, double fraction)
+{
+    const int percent = static_cast<int>(100.0 * std::clamp(fraction, 0.0, 1.0));
+    const int width = 30, filled = percent * width / 100;
+    terminal << "\r\033[K" << stage << " [" << std::string(static_cast<std::size_t>(filled), '#')
+             << std::string(static_cast<std::size_t>(width - filled), ' ') << "] " << percent << "%" << std::flush;
+}
 
 /// Runs named stages, records how long each took, and on a terminal shows
 /// which one is running.
@@ -92,14 +62,17 @@ public:
     }
 
     /// A progress callback for the processing jobs: times their stages as
-    /// `run` does, shows them on the terminal, and never cancels.
+    /// `run` does, shows them on the terminal with a bar for long ones, and
+    /// never cancels.
     Zelkov::Processing::progress_callback callback()
     {
         return [this](const Zelkov::Processing::progress_event& e) {
             if (e.fraction == 0.0) {
                 if (terminal_) *terminal_ << "\r\033[K" << e.stage << " ..." << std::flush;
                 stage_start_ = std::chrono::steady_clock::now();
-            } else if (e.fraction == 1.0) {
+            } else if (e.fraction < 1.0) {
+                if (terminal_) draw_bar(*terminal_, e.stage, e.fraction);
+            } else {
                 const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - stage_start_;
                 record(std::string(e.stage), took.count());
             }

@@ -1,4 +1,4 @@
-#include "quadric_simplify.h"
+#include <processing/simplify.h>
 
 #include <algorithm>
 #include <array>
@@ -17,11 +17,11 @@
 #include <oneapi/tbb/task_arena.h>
 
 #include <geometry/neighbourhood_cache.h>
+#include <math/vecmath.h>
 
-#include "surface/stable_length.h"
-#include "vecmath/point_ops.h"
+#include "stages.h"
 
-namespace Zelkov::Cli {
+namespace Zelkov::Processing {
 
 namespace {
 
@@ -33,13 +33,15 @@ constexpr std::size_t dead = std::numeric_limits<std::size_t>::max();
 /// More live triangles than this make a vertex a hub, whose star is walked
 /// only when a collapse cannot be refused without it.
 constexpr std::uint32_t hub_valence = 32;
-constexpr std::size_t next_corner[3] = {1, 2, 0};
+using Zelkov::Geometry::cache_entries::next_index;
+namespace entries = Zelkov::Geometry::cache_entries;
 
-using Zelkov::Geometry::detail::stable_length;
-using Zelkov::Math::detail::cross;
-using Zelkov::Math::detail::divide;
-using Zelkov::Math::detail::dot;
-using Zelkov::Math::detail::sub;
+point3 sub(const point3& a, const point3& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
+double dot(const point3& a, const point3& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+point3 cross(const point3& a, const point3& b)
+{
+    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
 
 /// The symmetric form E(p) = p'Ap + 2b'p + c, stored as the upper triangle of
 /// A, then b, then c.
@@ -127,24 +129,28 @@ struct vertex_state {
 
 class simplifier {
 public:
-    simplifier(triangle_surface& surface, const simplify_options& options, std::vector<unsigned char> pinned,
-               stage_clock& clock)
-        : surface_(surface), options_(options), clock_(clock)
+    simplifier(triangle_surface& surface, const collapse_options& options, std::vector<unsigned char> pinned,
+               const progress_callback& progress)
+        : surface_(surface), options_(options), progress_(progress)
     {
         state_.assign(surface.vertices.size(), vertex_state{});
         for (std::size_t v = 0; v < pinned.size() && v < state_.size(); ++v) state_[v].pinned = pinned[v] != 0;
         min_turn_cos_ = std::cos(options.max_normal_turn_degrees * 3.141592653589793 / 180.0);
     }
 
-    simplify_counts run()
+    collapse_counts run()
     {
         counts_.triangles_before = surface_.triangles.size();
         live_ = surface_.triangles.size();
-        clock_.run("neighbourhood cache", [&] { build_cache(); });
-        clock_.run("quadrics", [&] { build_quadrics(); });
-        clock_.run("edge queue", [&] { build_queue(); });
-        clock_.run("collapses", [&] { collapse(); });
-        clock_.run("remove invalid triangles", [&] { counts_.removed_triangles = cache_->remove_invalid_triangles(); });
+        detail::run_stage(progress_, "neighbourhood cache", [&] { build_cache(); });
+        detail::run_stage(progress_, "quadrics", [&] { build_quadrics(); });
+        detail::run_stage(progress_, "edge queue", [&] { build_queue(); });
+        detail::run_stage(progress_, "collapses", [&] { collapse(); });
+        detail::run_stage(progress_, "remove invalid triangles",
+                          [&] { counts_.removed_triangles = cache_->remove_invalid_triangles(); });
+        counts_.survivor = std::move(survivor_);
+        for (std::size_t v = 0; v < counts_.survivor.size(); ++v)
+            counts_.survivor[v] = final_survivor(counts_.survivor, v);
         counts_.triangles_after = surface_.triangles.size();
         counts_.reached_target = counts_.triangles_after <= options_.target_triangles;
         for (const vertex_state& v : state_) counts_.pinned_vertices += v.pinned;
@@ -161,7 +167,7 @@ private:
         });
         for (const auto& [t, e, boundary] : reported) {
             ++(boundary ? counts_.boundary_edges : counts_.non_manifold_edges);
-            const std::size_t a = surface_.triangles[t][e], b = surface_.triangles[t][next_corner[e]];
+            const std::size_t a = surface_.triangles[t][e], b = surface_.triangles[t][next_index[e]];
             if (boundary && !options_.preserve_boundary) {
                 state_[a].on_boundary = state_[b].on_boundary = 1;
                 boundary_sides_.push_back({t, e});
@@ -174,7 +180,7 @@ private:
         // the last bit: the boundary sides go by their vertex pairs.
         const auto pair_of = [this](const std::array<std::size_t, 2>& side) {
             const std::size_t a = surface_.triangles[side[0]][side[1]];
-            const std::size_t b = surface_.triangles[side[0]][next_corner[side[1]]];
+            const std::size_t b = surface_.triangles[side[0]][next_index[side[1]]];
             return std::pair{std::min(a, b), std::max(a, b)};
         };
         std::sort(boundary_sides_.begin(), boundary_sides_.end(),
@@ -187,13 +193,15 @@ private:
     {
         const auto& tri = surface_.triangles[t];
         const point3& a = surface_.vertices[tri[e]];
-        const point3& b = surface_.vertices[tri[next_corner[e]]];
-        const point3& c = surface_.vertices[tri[next_corner[next_corner[e]]]];
+        const point3& b = surface_.vertices[tri[next_index[e]]];
+        const point3& c = surface_.vertices[tri[next_index[next_index[e]]]];
+        // The plane's normal m = (b - a) x n, normalised as the core does, as
+        // the normal of the triangle 0, b - a, n.
         const point3 n = cross(sub(b, a), sub(c, a));
-        const point3 m = cross(sub(b, a), n);
-        const double length = stable_length(m);
-        if (!(length > 0) || !std::isfinite(length)) return {};
-        const point3 unit = divide(m, length);
+        const point3 origin{0.0, 0.0, 0.0};
+        const double half_length = Zelkov::Math::get_area(origin, sub(b, a), n);
+        if (!(half_length > 0) || !std::isfinite(half_length)) return {};
+        const point3 unit = Zelkov::Math::get_normal(origin, sub(b, a), n, true);
         return quadric::of_plane(unit, -dot(unit, a), 100.0 * dot(sub(b, a), sub(b, a)));
     }
 
@@ -225,7 +233,7 @@ private:
         for (const auto& [t, e] : boundary_sides_) {
             const quadric q = boundary_plane(t, e);
             quadrics_[tris[t][e]] += q;
-            quadrics_[tris[t][next_corner[e]]] += q;
+            quadrics_[tris[t][next_index[e]]] += q;
         }
     }
 
@@ -233,11 +241,11 @@ private:
     {
         const auto& tri = surface_.triangles[t];
         const point3& p0 = surface_.vertices[tri[0]];
-        const point3 n = cross(sub(surface_.vertices[tri[1]], p0), sub(surface_.vertices[tri[2]], p0));
-        const double length = stable_length(n);
-        if (!(length > 0) || !std::isfinite(length)) return {};
-        const point3 unit = divide(n, length);
-        return quadric::of_plane(unit, -dot(unit, p0), 0.5 * length);
+        const point3 &p1 = surface_.vertices[tri[1]], &p2 = surface_.vertices[tri[2]];
+        const double area = Zelkov::Math::get_area(p0, p1, p2);
+        if (!(area > 0) || !std::isfinite(area)) return {};
+        const point3 unit = Zelkov::Math::get_normal(p0, p1, p2, true);
+        return quadric::of_plane(unit, -dot(unit, p0), area);
     }
 
     /// How edge (a, b) would be collapsed, or nothing when it may not be.
@@ -268,9 +276,9 @@ private:
     bool queues_side(std::size_t t, std::size_t e) const
     {
         const auto& tri = surface_.triangles[t];
-        if (!(tri[e] < tri[next_corner[e]])) return false;
+        if (!(tri[e] < tri[next_index[e]])) return false;
         const std::size_t across = cache_->triangle_neighbours[t][e];
-        return (across & 1) == 0 || (across >> 3) > t;
+        return entries::flip_of(across) == 0 || entries::neighbour_of(across) > t;
     }
 
     /// Queues every edge once: inner edges from the triangle in which they
@@ -303,10 +311,10 @@ private:
             std::size_t at = offsets[k];
             for (std::size_t t = begin; t != end; ++t)
                 for (std::size_t e = 0; e < 3; ++e)
-                    if (queues_side(t, e)) initial_[at++] = candidate_for(tris[t][e], tris[t][next_corner[e]]);
+                    if (queues_side(t, e)) initial_[at++] = candidate_for(tris[t][e], tris[t][next_index[e]]);
         });
         for (const auto& [t, e] : boundary_sides_) {
-            const std::size_t a = tris[t][e], b = tris[t][next_corner[e]];
+            const std::size_t a = tris[t][e], b = tris[t][next_index[e]];
             if (a > b) initial_.push_back(candidate_for(b, a));
         }
         std::erase_if(initial_, [](const candidate& c) { return c.cost < 0; });
@@ -472,8 +480,8 @@ private:
     {
         for (std::size_t t : shared_)
             for (std::uint32_t k = 0; k < 3; ++k)
-                if (surface_.triangles[t][k] == kept && surface_.triangles[t][next_corner[k]] == removed)
-                    return neighbourhood_cache::triangle_edge{t, k << 1};
+                if (surface_.triangles[t][k] == kept && surface_.triangles[t][next_index[k]] == removed)
+                    return neighbourhood_cache::triangle_edge::of(t, k);
         return std::nullopt;
     }
 
@@ -549,6 +557,7 @@ private:
         surface_.vertices[kept] = p->position;
         quadrics_[kept] += quadrics_[removed];
         state_[removed].alive = 0;
+        survivor_[removed] = kept;
         ++state_[kept].version;
         state_[kept].pinned = state_[kept].pinned | state_[removed].pinned;
         state_[kept].valence += state_[removed].valence - 2 * static_cast<std::uint32_t>(shared_.size());
@@ -640,9 +649,9 @@ private:
             const candidate& c = initial_[next_initial_ + near];
             for (const std::uint32_t v : {c.a, c.b}) {
                 const std::size_t corner = cache_->vertex_corners[v];
-                if (corner == dead || (corner & 3) == 3) continue;
-                __builtin_prefetch(&surface_.triangles[corner >> 2]);
-                __builtin_prefetch(&cache_->triangle_neighbours[corner >> 2]);
+                if (!entries::is_corner_entry(corner)) continue;
+                __builtin_prefetch(&surface_.triangles[entries::entry_triangle(corner)]);
+                __builtin_prefetch(&cache_->triangle_neighbours[entries::entry_triangle(corner)]);
             }
         }
         if (!queue_.empty()) {
@@ -651,10 +660,23 @@ private:
         }
     }
 
+    /// The vertex that `v` ended in, following the collapses; shortens the
+    /// chain as it goes.
+    static std::size_t final_survivor(std::vector<std::size_t>& into, std::size_t v)
+    {
+        std::size_t end = v;
+        while (into[end] != end) end = into[end];
+        while (into[v] != end) v = std::exchange(into[v], end);
+        return end;
+    }
+
     void collapse()
     {
-        progress_bar bar(clock_.terminal(), "collapsing edges", live_ - std::min(live_, options_.target_triangles));
-        const std::size_t start = live_;
+        survivor_.resize(surface_.vertices.size());
+        for (std::size_t v = 0; v < survivor_.size(); ++v) survivor_[v] = v;
+        // The caller hears of each hundredth of the collapses asked for.
+        const std::size_t start = live_, asked = live_ - std::min(live_, options_.target_triangles);
+        std::size_t told = 0;
         while (live_ > options_.target_triangles && !queue_empty()) {
             prefetch_ahead();
             const candidate c = pop_cheapest();
@@ -662,15 +684,19 @@ private:
             if (!a.alive || !b.alive || a.version != c.version_a || b.version != c.version_b) continue;
             if (const auto died = try_collapse(c)) {
                 live_ -= *died;
-                bar.update(start - live_);
+                if (progress_ && 100 * (start - live_) >= (told + 1) * asked && start - live_ < asked) {
+                    told = 100 * (start - live_) / asked;
+                    detail::report(progress_, "collapses", static_cast<double>(told) / 100.0);
+                }
             }
         }
     }
 
     triangle_surface& surface_;
-    const simplify_options& options_;
+    const collapse_options& options_;
     std::vector<std::array<std::size_t, 2>> boundary_sides_;   // (triangle, edge) of such edges
-    stage_clock& clock_;
+    const progress_callback& progress_;
+    std::vector<std::size_t> survivor_;  // the vertex each collapsed vertex went into
     double min_turn_cos_ = 0.0;
     std::optional<neighbourhood_cache> cache_;
     std::vector<quadric> quadrics_;
@@ -684,7 +710,7 @@ private:
     std::size_t chunk_ = 0;
     queue_type queue_;                // the edges queued since
     std::size_t live_ = 0;
-    simplify_counts counts_;
+    collapse_counts counts_;
     // Scratch lists of one collapse, kept to save allocations.
     std::vector<std::size_t> around_a_, around_b_, shared_, ring_;
     std::array<std::size_t, 2> apexes_{};
@@ -692,12 +718,12 @@ private:
 
 }  // namespace
 
-simplify_counts collapse_by_quadrics(triangle_surface& surface, const simplify_options& options,
-                                     std::vector<unsigned char> pinned, stage_clock& clock)
+collapse_counts collapse_by_quadrics(triangle_surface& surface, const collapse_options& options,
+                                     std::vector<unsigned char> pinned, const progress_callback& progress)
 {
     if (surface.vertices.size() > std::numeric_limits<std::uint32_t>::max())
         throw std::length_error("too many vertices to simplify (at most 4294967295)");
-    return simplifier(surface, options, std::move(pinned), clock).run();
+    return simplifier(surface, options, std::move(pinned), progress).run();
 }
 
-}  // namespace Zelkov::Cli
+}  // namespace Zelkov::Processing

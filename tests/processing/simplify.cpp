@@ -5,26 +5,24 @@
 
 #include <geometry/trimesh.h>
 
-#include "default_mesh.h"
-#include "quadric_simplify.h"
+#include <processing/simplify.h>
+
 #include "support/fixtures.h"
 #include "tools/surface_distance.h"
 
 namespace {
 
 using namespace Zelkov::Geometry;
-using Zelkov::Cli::collapse_by_quadrics;
-using Zelkov::Cli::simplify_counts;
-using Zelkov::Cli::simplify_options;
-using Zelkov::Cli::stage_clock;
+using Zelkov::Processing::collapse_by_quadrics;
+using Zelkov::Processing::collapse_counts;
+using Zelkov::Processing::collapse_options;
 
-simplify_counts simplify(triangle_surface& s, std::size_t target, bool preserve_boundary = true)
+collapse_counts simplify(triangle_surface& s, std::size_t target, bool preserve_boundary = true)
 {
-    stage_clock clock(nullptr);
-    simplify_options o;
+    collapse_options o;
     o.target_triangles = target;
     o.preserve_boundary = preserve_boundary;
-    const simplify_counts c = collapse_by_quadrics(s, o, {}, clock);
+    const collapse_counts c = collapse_by_quadrics(s, o);
     remove_free_points(s);
     return c;
 }
@@ -42,7 +40,7 @@ TEST(CollapseByQuadrics, ClosedSurfaceReachesTargetAndStaysClosedAndClose)
 {
     const triangle_surface input = Zelkov::Meshgen::icosphere(5);  // 20480 triangles
     triangle_surface s = input;
-    const simplify_counts c = simplify(s, 2000);
+    const collapse_counts c = simplify(s, 2000);
     EXPECT_TRUE(c.reached_target);
     EXPECT_LE(s.triangles.size(), 2000u);
     EXPECT_GE(s.triangles.size(), 1996u);
@@ -58,7 +56,7 @@ TEST(CollapseByQuadrics, BoundaryIsKeptWhereItIsAndFlatStaysFlat)
 {
     const triangle_surface input = Zelkov::Meshgen::grid(40, 30);
     triangle_surface s = input;
-    const simplify_counts c = simplify(s, 300);
+    const collapse_counts c = simplify(s, 300);
     EXPECT_TRUE(c.reached_target);
     EXPECT_EQ(c.boundary_edges, 2u * (40 + 30));
     // The boundary edges are never collapsed, and interior collapses keep every
@@ -71,7 +69,7 @@ TEST(CollapseByQuadrics, BoundaryIsKeptWhereItIsAndFlatStaysFlat)
 TEST(CollapseByQuadrics, BoundaryMayCollapseAlongItsOwnLine)
 {
     triangle_surface s = Zelkov::Meshgen::grid(40, 30);
-    const simplify_counts c = simplify(s, 40, false);
+    const collapse_counts c = simplify(s, 40, false);
     EXPECT_TRUE(c.reached_target);
     EXPECT_LT(boundary_edge_count(s), 2u * (40 + 30));
     // Boundary vertices slide along the straight sides, so the rectangle stays.
@@ -82,19 +80,6 @@ TEST(CollapseByQuadrics, BoundaryMayCollapseAlongItsOwnLine)
     EXPECT_EQ(box.max.y, 30.0);
     EXPECT_NEAR(area(s), 40.0 * 30.0, 1e-6);
     for (const auto& p : s.vertices) EXPECT_EQ(p.z, 0.0);
-}
-
-TEST(CollapseByQuadrics, CreasesOfTheDefaultMeshSurvive)
-{
-    const triangle_surface input = Zelkov::Cli::default_mesh(40'000);
-    triangle_surface s = input;
-    const simplify_counts c = simplify(s, 4000);
-    EXPECT_TRUE(c.reached_target);
-    // The square tube keeps its corners: the box is the same to within the jitter.
-    const auto before = bounding_volume(input, false), after = bounding_volume(s, false);
-    EXPECT_NEAR(after.max.z, before.max.z, 2e-4);
-    EXPECT_NEAR(after.min.z, before.min.z, 2e-4);
-    EXPECT_LT(Zelkov::Testing::sampled_hausdorff(input, s), 0.01);
 }
 
 // More edges than the first sorted chunk of the queue holds, and a target low
@@ -132,7 +117,7 @@ TEST(CollapseByQuadrics, TinyClosedSurfacesCannotCollapseFurther)
     }
     for (const triangle_surface& input : inputs) {
         triangle_surface s = input;
-        const simplify_counts c = simplify(s, 0);
+        const collapse_counts c = simplify(s, 0);
         EXPECT_FALSE(c.reached_target);
         EXPECT_EQ(c.collapses, 0u);
         EXPECT_LE(c.refused_by_link, 3 * input.triangles.size() / 2);
@@ -147,22 +132,70 @@ TEST(CollapseByQuadrics, SpokesOfAWideFanAreRefusedOnceEach)
     constexpr std::size_t spokes = 20'000;
     const triangle_surface input = Zelkov::Meshgen::fan(spokes, true);
     triangle_surface s = input;
-    const simplify_counts c = simplify(s, spokes / 10);
+    const collapse_counts c = simplify(s, spokes / 10);
     EXPECT_EQ(c.collapses, 0u);
     EXPECT_EQ(c.refused_by_link, spokes);
     EXPECT_EQ(s.triangles, input.triangles);
 }
 
-TEST(DefaultMesh, ClosedOutwardTorusOfTheRequestedSize)
+}  // namespace
+
+namespace {
+
+using Zelkov::Processing::simplify_options;
+using Zelkov::Processing::simplify_result;
+
+TEST(SimplifyJob, TheVertexMapFollowsEveryInputVertex)
 {
-    const triangle_surface s = Zelkov::Cli::default_mesh(100'000);
-    EXPECT_NEAR(static_cast<double>(s.triangles.size()), 100'000.0, 2'000.0);
-    EXPECT_TRUE(is_manifold(s, get_vertex_to_triangles_map(s), true));
-    EXPECT_EQ(2 * s.vertices.size(), s.triangles.size());  // genus 1: V - E + F = 0 with E = 3F/2
-    EXPECT_GT(signed_volume(s), 0.0);
-    triangle_surface copy = s;
-    EXPECT_EQ(unique_vertices(copy).size(), s.vertices.size());
-    EXPECT_EQ(copy.vertices.size(), s.vertices.size());  // no two vertices share a position
+    // A soup: the job welds it first, so the map has to go through the weld too.
+    const triangle_surface input = Zelkov::Meshgen::soup(Zelkov::Meshgen::icosphere(3));
+    triangle_surface s = input;
+    simplify_options o;
+    o.target_triangles = 200;
+    const simplify_result r = Zelkov::Processing::simplify(s, o);
+    EXPECT_TRUE(r.collapse.reached_target);
+    EXPECT_TRUE(r.valid);
+    EXPECT_TRUE(r.closed_and_consistently_oriented);
+    ASSERT_EQ(r.vertex_map.size(), input.vertices.size());
+    std::vector<unsigned char> hit(s.vertices.size(), 0);
+    for (std::size_t v = 0; v < input.vertices.size(); ++v) {
+        ASSERT_LT(r.vertex_map[v], s.vertices.size()) << v;
+        hit[r.vertex_map[v]] = 1;
+        // Copies of one point end in the same vertex, near where they were.
+        EXPECT_EQ(r.vertex_map[v], r.vertex_map[r.weld.vertex_map[v] == r.weld.vertex_map[0] ? 0 : v]);
+        const auto& p = input.vertices[v];
+        const auto& q = s.vertices[r.vertex_map[v]];
+        EXPECT_LT(std::hypot(p.x - q.x, p.y - q.y, p.z - q.z), 0.5) << v;
+    }
+    EXPECT_EQ(std::count(hit.begin(), hit.end(), 1), static_cast<long>(s.vertices.size()));
+    EXPECT_EQ(r.curvature.size(), s.vertices.size());
+
+    triangle_surface again = input;
+    const simplify_result one = Zelkov::Testing::in_arena(1, [&] { return Zelkov::Processing::simplify(again, o); });
+    EXPECT_EQ(again.triangles, s.triangles);
+    EXPECT_EQ(one.vertex_map, r.vertex_map);
+}
+
+TEST(SimplifyJob, ReportsTheCollapsesAsTheyGoAndStopsWhenAsked)
+{
+    const triangle_surface input = Zelkov::Meshgen::torus(200, 100);
+    std::vector<double> fractions;
+    const auto watch = [&](const Zelkov::Processing::progress_event& e) {
+        if (e.stage == "collapses") fractions.push_back(e.fraction);
+        return true;
+    };
+    triangle_surface s = input;
+    Zelkov::Processing::simplify(s, {}, watch);
+    ASSERT_GT(fractions.size(), 50u);
+    EXPECT_EQ(fractions.front(), 0.0);
+    EXPECT_EQ(fractions.back(), 1.0);
+    EXPECT_TRUE(std::is_sorted(fractions.begin(), fractions.end()));
+
+    const auto stop_halfway = [](const Zelkov::Processing::progress_event& e) {
+        return e.stage != "collapses" || e.fraction < 0.5;
+    };
+    triangle_surface t = input;
+    EXPECT_THROW(Zelkov::Processing::simplify(t, {}, stop_halfway), Zelkov::Processing::cancelled);
 }
 
 }  // namespace
