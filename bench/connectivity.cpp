@@ -35,9 +35,9 @@ void run(benchmark::State& state, Pass pass)
     const int threads = static_cast<int>(state.range(0));
     oneapi::tbb::task_arena arena(threads == 0 ? oneapi::tbb::task_arena::automatic : threads);
     for (auto _ : state) arena.execute([&] { pass(m); });
-    state.counters["ns_per_triangle"] = benchmark::Counter(
-        static_cast<double>(m.surface.triangles.size()),
-        benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.counters["ns_per_triangle"] =
+        benchmark::Counter(static_cast<double>(m.surface.triangles.size()),
+                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
     state.SetLabel(threads == 0 ? "default arena" : "1 thread");
 }
 
@@ -51,9 +51,8 @@ void BM_triangle_neighbour_indices(benchmark::State& state)
 
 void BM_is_manifold(benchmark::State& state)
 {
-    run(state, [](const million& m) {
-        benchmark::DoNotOptimize(Zelkov::Geometry::is_manifold(m.surface, m.map, true));
-    });
+    run(state,
+        [](const million& m) { benchmark::DoNotOptimize(Zelkov::Geometry::is_manifold(m.surface, m.map, true)); });
 }
 
 void BM_investigate(benchmark::State& state)
@@ -65,7 +64,12 @@ void BM_investigate(benchmark::State& state)
     });
 }
 
-BENCHMARK(BM_triangle_neighbour_indices)->Arg(1)->Arg(0)->ArgName("threads")->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_triangle_neighbour_indices)
+    ->Arg(1)
+    ->Arg(0)
+    ->ArgName("threads")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 BENCHMARK(BM_is_manifold)->Arg(1)->Arg(0)->ArgName("threads")->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_investigate)->Arg(1)->Arg(0)->ArgName("threads")->Unit(benchmark::kMillisecond)->UseRealTime();
 

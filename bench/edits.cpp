@@ -57,8 +57,8 @@ void BM_relax_sweep(benchmark::State& state)
     state.counters["edits_per_second"] =
         benchmark::Counter(static_cast<double>(grid.edges.size()), benchmark::Counter::kIsIterationInvariantRate);
     state.counters["flips"] = static_cast<double>(flips);
-    state.SetLabel(std::to_string(grid.surface.triangles.size()) + " triangles, " +
-                   std::to_string(grid.edges.size()) + " edges");
+    state.SetLabel(std::to_string(grid.surface.triangles.size()) + " triangles, " + std::to_string(grid.edges.size()) +
+                   " edges");
 }
 
 BENCHMARK(BM_relax_sweep)->Unit(benchmark::kMillisecond)->UseRealTime();

@@ -48,10 +48,16 @@ void BM_smooth_scalar_field_10(benchmark::State& state)
     const auto map = Zelkov::Geometry::get_vertex_to_triangles_map(surface);
     std::vector<double> field(surface.vertices.size());
     for (std::size_t v = 0; v < field.size(); ++v) field[v] = surface.vertices[v].z;
-    run_in_arena(state, [&] { benchmark::DoNotOptimize(Zelkov::Geometry::smooth_scalar_field(surface, field, map, 10)); });
+    run_in_arena(state,
+                 [&] { benchmark::DoNotOptimize(Zelkov::Geometry::smooth_scalar_field(surface, field, map, 10)); });
 }
 
-BENCHMARK(BM_is_sharp_edge_whole_surface)->Arg(1)->Arg(0)->ArgName("threads")->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_is_sharp_edge_whole_surface)
+    ->Arg(1)
+    ->Arg(0)
+    ->ArgName("threads")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 BENCHMARK(BM_curvature)->Arg(1)->Arg(0)->ArgName("threads")->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_smooth_scalar_field_10)->Arg(1)->Arg(0)->ArgName("threads")->Unit(benchmark::kMillisecond)->UseRealTime();
 

@@ -17,9 +17,9 @@ const Zelkov::Geometry::triangle_surface& large_torus()
 
 void report_per_triangle(benchmark::State& state, const Zelkov::Geometry::triangle_surface& surface)
 {
-    state.counters["ns_per_triangle"] = benchmark::Counter(
-        static_cast<double>(surface.triangles.size()),
-        benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.counters["ns_per_triangle"] =
+        benchmark::Counter(static_cast<double>(surface.triangles.size()),
+                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 void BM_area(benchmark::State& state)

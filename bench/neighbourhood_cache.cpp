@@ -36,10 +36,10 @@ void* counted_allocation(std::size_t size)
 {
     void* p = std::malloc(size == 0 ? 1 : size);
     if (p == nullptr) throw std::bad_alloc();
-    const std::size_t now = heap_in_use.fetch_add(malloc_usable_size(p), std::memory_order_relaxed) + malloc_usable_size(p);
+    const std::size_t now =
+        heap_in_use.fetch_add(malloc_usable_size(p), std::memory_order_relaxed) + malloc_usable_size(p);
     std::size_t peak = heap_peak.load(std::memory_order_relaxed);
-    while (now > peak && !heap_peak.compare_exchange_weak(peak, now, std::memory_order_relaxed)) {
-    }
+    while (now > peak && !heap_peak.compare_exchange_weak(peak, now, std::memory_order_relaxed)) {}
     return p;
 }
 
@@ -101,8 +101,8 @@ void BM_construction(benchmark::State& state)
         });
         peak = static_cast<double>(heap_peak.load() - base);
     }
-    state.counters["ns_per_triangle"] = benchmark::Counter(
-        triangles, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.counters["ns_per_triangle"] =
+        benchmark::Counter(triangles, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
     state.counters["peak_bytes_per_triangle"] = peak / triangles;
     state.counters["resident_bytes_per_triangle"] = resident / triangles;
     state.SetLabel(threads == 0 ? "default arena" : "1 thread");
@@ -115,7 +115,6 @@ BENCHMARK(BM_construction)
     ->UseRealTime();
 
 // ---------------------------------------------------------------- collapses
-
 
 /// Simplifies to a tenth of the triangles, then replays the same collapses
 /// on a fresh cache: the first time includes the caller's queue and link

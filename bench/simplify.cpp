@@ -48,7 +48,8 @@ void simplify_to_half(benchmark::State& state)
             stage = e.stage;
             started = std::chrono::steady_clock::now();
         } else if (e.fraction == 1.0) {
-            stage_ms[stage] += std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started).count();
+            stage_ms[stage] +=
+                std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started).count();
         }
         return true;
     };

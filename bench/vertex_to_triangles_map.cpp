@@ -29,9 +29,9 @@ void BM_vertex_to_triangles_map(benchmark::State& state)
         auto map = arena.execute([&] { return Zelkov::Geometry::get_vertex_to_triangles_map(surface); });
         benchmark::DoNotOptimize(map.data());
     }
-    state.counters["ns_per_triangle"] = benchmark::Counter(
-        static_cast<double>(surface.triangles.size()),
-        benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.counters["ns_per_triangle"] =
+        benchmark::Counter(static_cast<double>(surface.triangles.size()),
+                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
     state.SetLabel(threads == 0 ? "default arena" : "1 thread");
 }
 

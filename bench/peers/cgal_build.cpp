@@ -22,10 +22,7 @@ void cgal::build(mesh_type& mesh, const std::vector<point_3>& points, const tria
     PMP::polygon_soup_to_polygon_mesh(points, s.triangles, mesh);
 }
 
-bool cgal_accepts(const bench_input& in)
-{
-    return PMP::is_polygon_soup_a_polygon_mesh(in.surface.triangles);
-}
+bool cgal_accepts(const bench_input& in) { return PMP::is_polygon_soup_a_polygon_mesh(in.surface.triangles); }
 
 std::size_t cgal_build(const bench_input& in, stopwatch& sw)
 {

@@ -66,8 +66,7 @@ void count_in(void* p)
     const auto size = static_cast<std::int64_t>(malloc_usable_size(p));
     const std::int64_t now = heap_in_use.fetch_add(size, std::memory_order_relaxed) + size;
     std::int64_t peak = heap_peak.load(std::memory_order_relaxed);
-    while (now > peak && !heap_peak.compare_exchange_weak(peak, now, std::memory_order_relaxed)) {
-    }
+    while (now > peak && !heap_peak.compare_exchange_weak(peak, now, std::memory_order_relaxed)) {}
 }
 
 void count_out(void* p)
@@ -159,10 +158,10 @@ struct pairing {
     const char* op;
     const char* impl;
     op_fn fn;
-    bool ours;       // runs in our task arena
-    bool parallel;   // measured again in the multi-thread pass
-    unsigned kinds;  // inputs it applies to
-    bool needs_cgal; // only where CGAL accepts the soup as a mesh
+    bool ours;        // runs in our task arena
+    bool parallel;    // measured again in the multi-thread pass
+    unsigned kinds;   // inputs it applies to
+    bool needs_cgal;  // only where CGAL accepts the soup as a mesh
     bool needs_collapses;
 };
 
@@ -174,42 +173,57 @@ const std::vector<pairing>& pairings()
         {"map", "ours get_vertex_to_triangles_map", ours_map, true, true, meshes | fan, false, false},
         {"map", "CSR floor (serial counting sort)", csr_floor_map, false, false, meshes | fan, false, false},
         {"cache", "ours neighbourhood_cache", ours_cache, true, true, meshes | fan, false, false},
-        {"construction", "OpenMesh TriMesh add_vertex/add_face", openmesh_build, false, false, meshes | fan, false, false},
+        {"construction", "OpenMesh TriMesh add_vertex/add_face", openmesh_build, false, false, meshes | fan, false,
+         false},
         {"construction", "CGAL soup -> Surface_mesh", cgal_build, false, false, meshes | fan, true, false},
         {"collapse", "ours collapse_edge", ours_collapse, true, false, closed, false, true},
-        {"collapse", "ours collapse_edge, next steps' rows prefetched by the caller", ours_collapse_prefetched, true, false, closed, false, true},
-        {"collapse", "ours collapse_edge + ring link test", ours_collapse_with_link_test, true, false, closed, false, true},
+        {"collapse", "ours collapse_edge, next steps' rows prefetched by the caller", ours_collapse_prefetched, true,
+         false, closed, false, true},
+        {"collapse", "ours collapse_edge + ring link test", ours_collapse_with_link_test, true, false, closed, false,
+         true},
         {"collapse", "OpenMesh is_collapse_ok + collapse", openmesh_collapse, false, false, closed, false, true},
         {"collapse", "CGAL link condition + Euler::collapse_edge", cgal_collapse, false, false, closed, true, true},
         {"compaction", "ours remove_invalid_triangles", ours_compaction, true, false, closed, false, true},
-        {"compaction", "ours remove_invalid_triangles + remove_free_points", ours_compaction_and_free_points, true, false, closed, false, true},
+        {"compaction", "ours remove_invalid_triangles + remove_free_points", ours_compaction_and_free_points, true,
+         false, closed, false, true},
         {"compaction", "OpenMesh garbage_collection", openmesh_garbage_collection, false, false, closed, false, true},
         {"compaction", "CGAL collect_garbage", cgal_collect_garbage, false, false, closed, true, true},
         {"unique", "ours unique", ours_unique, true, true, soup | real, false, false},
         {"unique", "ours unique_vertices", ours_unique_vertices, true, true, soup | real, false, false},
-        {"unique", "meshopt generateVertexRemap + remap buffers", meshopt_vertex_remap, false, false, soup | real, false, false},
-        {"unique", "CGAL merge_duplicate_points + _polygons", cgal_merge_duplicates, false, false, soup | real, false, false},
-        {"unique", "Open3D RemoveDuplicatedVertices + Triangles", open3d_remove_duplicates, false, true, soup | real, false, false},
-        {"neighbours", "ours triangle_neighbour_indices (+ map build)", ours_neighbours_with_build, true, true, meshes, false, false},
-        {"neighbours", "ours triangle_neighbour_indices (map given)", ours_neighbours, true, true, meshes, false, false},
-        {"neighbours", "OpenMesh face-face circulation (+ build)", openmesh_face_face_with_build, false, false, meshes, false, false},
-        {"neighbours", "OpenMesh face-face circulation (mesh given)", openmesh_face_face, false, false, meshes, false, false},
+        {"unique", "meshopt generateVertexRemap + remap buffers", meshopt_vertex_remap, false, false, soup | real,
+         false, false},
+        {"unique", "CGAL merge_duplicate_points + _polygons", cgal_merge_duplicates, false, false, soup | real, false,
+         false},
+        {"unique", "Open3D RemoveDuplicatedVertices + Triangles", open3d_remove_duplicates, false, true, soup | real,
+         false, false},
+        {"neighbours", "ours triangle_neighbour_indices (+ map build)", ours_neighbours_with_build, true, true, meshes,
+         false, false},
+        {"neighbours", "ours triangle_neighbour_indices (map given)", ours_neighbours, true, true, meshes, false,
+         false},
+        {"neighbours", "OpenMesh face-face circulation (+ build)", openmesh_face_face_with_build, false, false, meshes,
+         false, false},
+        {"neighbours", "OpenMesh face-face circulation (mesh given)", openmesh_face_face, false, false, meshes, false,
+         false},
         {"neighbours", "Open3D GetEdgeToTrianglesMap", open3d_edge_to_triangles, false, true, meshes, false, false},
         {"sharp", "ours is_sharp_edge (whole surface)", ours_sharp_edges, true, true, meshes, false, false},
         {"sharp", "CGAL detect_sharp_edges (+ build)", cgal_sharp_edges_with_build, false, false, meshes, true, false},
         {"sharp", "CGAL detect_sharp_edges (mesh given)", cgal_sharp_edges, false, false, meshes, true, false},
         {"fields", "ours curvature (+ map build)", ours_curvature_with_build, true, true, meshes, false, false},
         {"fields", "ours curvature (map given)", ours_curvature, true, true, meshes, false, false},
-        {"fields", "ours smooth_scalar_field x10 (+ map build)", ours_smooth_with_build, true, true, meshes, false, false},
+        {"fields", "ours smooth_scalar_field x10 (+ map build)", ours_smooth_with_build, true, true, meshes, false,
+         false},
         {"fields", "ours smooth_scalar_field x10 (map given)", ours_smooth, true, true, meshes, false, false},
-        {"fields", "OpenMesh JacobiLaplaceSmoother x10 (mesh given)", openmesh_jacobi_laplace, false, false, meshes, false, false},
+        {"fields", "OpenMesh JacobiLaplaceSmoother x10 (mesh given)", openmesh_jacobi_laplace, false, false, meshes,
+         false, false},
         {"fields", "Open3D FilterSmoothSimple x10", open3d_smooth_simple, false, true, meshes, false, false},
         {"measures", "ours area + volume + barycenter", ours_measures, true, false, meshes, false, false},
         {"measures", "CGAL area + volume + centroid", cgal_measures, false, false, meshes, true, false},
         {"simplify", "ours collapse_by_quadrics + remove_free_points", ours_simplify, true, true, meshes, false, false},
         {"simplify", "meshopt_simplify", meshopt_simplification, false, false, meshes, false, false},
-        {"simplify", "OpenMesh Decimater + ModQuadric (+ build)", openmesh_decimate, false, false, meshes, false, false},
-        {"simplify", "CGAL edge_collapse + GarlandHeckbert_plane (+ build)", cgal_simplify, false, false, meshes, true, false},
+        {"simplify", "OpenMesh Decimater + ModQuadric (+ build)", openmesh_decimate, false, false, meshes, false,
+         false},
+        {"simplify", "CGAL edge_collapse + GarlandHeckbert_plane (+ build)", cgal_simplify, false, false, meshes, true,
+         false},
         {"simplify", "Open3D SimplifyQuadricDecimation (+ build)", open3d_simplify, false, false, meshes, false, false},
     };
     return list;
@@ -322,7 +336,8 @@ std::vector<bench_input> make_inputs(const options& o)
     });
     // The filter picks among the generated inputs; the real meshes go by --no-real.
     if (!o.inputs.empty())
-        std::erase_if(inputs, [&](const bench_input& in) { return in.kind != "real" && !matches_any(in.name, o.inputs); });
+        std::erase_if(inputs,
+                      [&](const bench_input& in) { return in.kind != "real" && !matches_any(in.name, o.inputs); });
     return inputs;
 }
 
@@ -360,11 +375,12 @@ int main(int argc, char** argv)
     warm_up(arena);
     auto inputs = make_inputs(o);
 
-    std::printf("#op\tinput\ttriangles\timpl\tthreads\treps\tmedian_s\tmin_s\tpeak_bytes\tcheck\tmean_error\tmax_error\n");
+    std::printf(
+        "#op\tinput\ttriangles\timpl\tthreads\treps\tmedian_s\tmin_s\tpeak_bytes\tcheck\tmean_error\tmax_error\n");
     std::fflush(stdout);
     for (auto& in : inputs) {
         const unsigned bit = kind_bit(in.kind);
-        int cgal_ok = -1;  // asked once, when a CGAL pairing first needs it
+        int cgal_ok = -1;                                  // asked once, when a CGAL pairing first needs it
         std::unique_ptr<distance_to_reference> distances;  // built when a simplify pairing first needs it
         for (const auto& p : pairings()) {
             if ((p.kinds & bit) == 0 || (o.parallel_only && !p.parallel)) continue;

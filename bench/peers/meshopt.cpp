@@ -21,9 +21,8 @@ std::size_t meshopt_vertex_remap(const bench_input& in, stopwatch& sw)
         for (const std::size_t v : t) indices.push_back(static_cast<unsigned int>(v));
     sw.start();
     std::vector<unsigned int> remap(s.vertices.size());
-    const std::size_t unique_count = meshopt_generateVertexRemap(remap.data(), indices.data(), indices.size(),
-                                                                 s.vertices.data(), s.vertices.size(),
-                                                                 sizeof(s.vertices[0]));
+    const std::size_t unique_count = meshopt_generateVertexRemap(
+        remap.data(), indices.data(), indices.size(), s.vertices.data(), s.vertices.size(), sizeof(s.vertices[0]));
     std::vector<Zelkov::Math::point<double, 3>> vertices(unique_count);
     meshopt_remapVertexBuffer(vertices.data(), s.vertices.data(), s.vertices.size(), sizeof(s.vertices[0]),
                               remap.data());
@@ -49,9 +48,9 @@ std::size_t meshopt_simplification(const bench_input& in, stopwatch& sw)
     std::vector<unsigned int> result(indices.size());  // the worst case is no reduction at all
     sw.start();
     // No error bound: the triangle count alone decides where it stops.
-    const std::size_t count = meshopt_simplify(result.data(), indices.data(), indices.size(), positions.data(),
-                                               s.vertices.size(), 3 * sizeof(float), 3 * simplify_target(in),
-                                               FLT_MAX, 0, nullptr);
+    const std::size_t count =
+        meshopt_simplify(result.data(), indices.data(), indices.size(), positions.data(), s.vertices.size(),
+                         3 * sizeof(float), 3 * simplify_target(in), FLT_MAX, 0, nullptr);
     sw.stop();
     if (in.simplified != nullptr) {
         in.simplified->vertices = s.vertices;  // unmoved: the output indexes the input's vertices

@@ -69,8 +69,8 @@ std::size_t open3d_simplify(const bench_input& in, stopwatch& sw)
         out.triangles.clear();
         for (const auto& p : simplified->vertices_) out.vertices.push_back({p.x(), p.y(), p.z()});
         for (const auto& t : simplified->triangles_)
-            out.triangles.push_back({static_cast<std::size_t>(t[0]), static_cast<std::size_t>(t[1]),
-                                     static_cast<std::size_t>(t[2])});
+            out.triangles.push_back(
+                {static_cast<std::size_t>(t[0]), static_cast<std::size_t>(t[1]), static_cast<std::size_t>(t[2])});
     }
     return simplified->triangles_.size();
 }

@@ -25,7 +25,6 @@ std::size_t total_size(const std::vector<std::vector<std::size_t>>& lists)
     return n;
 }
 
-
 }  // namespace
 
 std::vector<collapse_step> make_collapse_sequence(const triangle_surface& surface, std::size_t target)

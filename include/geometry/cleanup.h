@@ -56,8 +56,7 @@ ZELKOV_TRIMESH_EXPORT std::vector<std::size_t> unique_vertices(triangle_surface&
 /// Empty for a surface without triangles.
 /// \throws std::bad_alloc, std::length_error ("vector too long"); the
 /// triangles are then in canonical form, with the same count and order.
-ZELKOV_TRIMESH_EXPORT std::vector<std::size_t> unique_triangles(triangle_surface& surface,
-                                                                bool consider_orientation);
+ZELKOV_TRIMESH_EXPORT std::vector<std::size_t> unique_triangles(triangle_surface& surface, bool consider_orientation);
 
 /// `unique_vertices`, then `unique_triangles` with `consider_orientation`, so
 /// that triangles whose corners merged are compared with their final indices.
@@ -68,8 +67,8 @@ ZELKOV_TRIMESH_EXPORT std::vector<std::size_t> unique_triangles(triangle_surface
 /// \throws std::bad_alloc, std::length_error ("vector too long"). A failure in
 /// the triangle step leaves merged vertices and canonical triangles; a failure
 /// while the result is built loses the maps of the changed surface.
-ZELKOV_TRIMESH_EXPORT std::pair<std::vector<std::size_t>, std::vector<std::size_t>> unique(
-    triangle_surface& surface, bool consider_orientation);
+ZELKOV_TRIMESH_EXPORT std::pair<std::vector<std::size_t>, std::vector<std::size_t>> unique(triangle_surface& surface,
+                                                                                           bool consider_orientation);
 
 // ---------------------------------------------------------------- removal and copying
 

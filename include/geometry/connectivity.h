@@ -58,21 +58,19 @@ ZELKOV_TRIMESH_EXPORT void one_ring_vertices_from_vertex(std::vector<std::size_t
                                                          const vertex_to_triangles_map& map);
 
 /// The one-ring of `vertex`: ascending, no duplicates, empty for a free vertex.
-ZELKOV_TRIMESH_EXPORT std::vector<std::size_t> one_ring_vertices_from_vertex(
-    std::size_t vertex, const triangle_surface& surface, const vertex_to_triangles_map& map);
+ZELKOV_TRIMESH_EXPORT std::vector<std::size_t>
+one_ring_vertices_from_vertex(std::size_t vertex, const triangle_surface& surface, const vertex_to_triangles_map& map);
 
 /// Appends (vertex, w) to `out` for each w of the one-ring of `vertex`, w
 /// ascending. Earlier entries of `out` stay as they are (no sorting, no
 /// merging). The pair says nothing about the direction of any triangle.
 /// \pre `map` is in step with `surface`; vertex < map.size().
 ZELKOV_TRIMESH_EXPORT void edges_from_vertex(std::vector<std::array<std::size_t, 2>>& out, std::size_t vertex,
-                                             const triangle_surface& surface,
-                                             const vertex_to_triangles_map& map);
+                                             const triangle_surface& surface, const vertex_to_triangles_map& map);
 
 /// The edges (vertex, w) of the one-ring of `vertex`, w ascending.
-ZELKOV_TRIMESH_EXPORT std::vector<std::array<std::size_t, 2>> edges_from_vertex(
-    std::size_t vertex, const triangle_surface& surface, const vertex_to_triangles_map& map);
-
+ZELKOV_TRIMESH_EXPORT std::vector<std::array<std::size_t, 2>>
+edges_from_vertex(std::size_t vertex, const triangle_surface& surface, const vertex_to_triangles_map& map);
 
 /// Appends to `out` the triangles on `edge` = (e0, e1), ascending.
 ///
@@ -87,20 +85,19 @@ ZELKOV_TRIMESH_EXPORT std::vector<std::array<std::size_t, 2>> edges_from_vertex(
 ZELKOV_TRIMESH_EXPORT void triangle_indices_from_edge(std::vector<std::size_t>& out,
                                                       const std::array<std::size_t, 2>& edge,
                                                       const triangle_surface& surface,
-                                                      const vertex_to_triangles_map& map,
-                                                      bool consider_orientation);
+                                                      const vertex_to_triangles_map& map, bool consider_orientation);
 
 /// The triangles on `edge`, ascending; see the out-argument overload.
-ZELKOV_TRIMESH_EXPORT std::vector<std::size_t> triangle_indices_from_edge(
-    const std::array<std::size_t, 2>& edge, const triangle_surface& surface,
-    const vertex_to_triangles_map& map, bool consider_orientation);
+ZELKOV_TRIMESH_EXPORT std::vector<std::size_t> triangle_indices_from_edge(const std::array<std::size_t, 2>& edge,
+                                                                          const triangle_surface& surface,
+                                                                          const vertex_to_triangles_map& map,
+                                                                          bool consider_orientation);
 
 /// With `consider_orientation`: whether `triangle` has the directed edge
 /// edge[0]->edge[1] (two cyclically adjacent corners t[i], t[i+1 mod 3]).
 /// Without: that edge or its reverse. edge[0] == edge[1] asks for two
 /// adjacent corners that both hold the vertex.
-ZELKOV_TRIMESH_EXPORT bool has_edge(const std::array<std::size_t, 2>& edge,
-                                    const std::array<std::size_t, 3>& triangle,
+ZELKOV_TRIMESH_EXPORT bool has_edge(const std::array<std::size_t, 2>& edge, const std::array<std::size_t, 3>& triangle,
                                     bool consider_orientation) noexcept;
 
 /// The triangles that share a side with triangle `triangle`: those on its
@@ -111,9 +108,8 @@ ZELKOV_TRIMESH_EXPORT bool has_edge(const std::array<std::size_t, 2>& edge,
 /// duplicate is. A boundary side contributes nothing.
 /// \returns the neighbours ascending, each once; possibly empty.
 /// \pre `map` is in step with `surface`; triangle < surface.triangles.size().
-ZELKOV_TRIMESH_EXPORT std::vector<std::size_t> triangle_neighbour_indices(const triangle_surface& surface,
-                                                                          const vertex_to_triangles_map& map,
-                                                                          std::size_t triangle);
+ZELKOV_TRIMESH_EXPORT std::vector<std::size_t>
+triangle_neighbour_indices(const triangle_surface& surface, const vertex_to_triangles_map& map, std::size_t triangle);
 
 /// As above, building the map of `surface` for this one query.
 ZELKOV_TRIMESH_EXPORT std::vector<std::size_t> triangle_neighbour_indices(const triangle_surface& surface,
@@ -123,12 +119,11 @@ ZELKOV_TRIMESH_EXPORT std::vector<std::size_t> triangle_neighbour_indices(const 
 /// parallel. The result does not depend on the number of threads. An
 /// exception in a parallel body reaches the caller; no partial result is kept.
 /// \pre `map` is in step with `surface`.
-ZELKOV_TRIMESH_EXPORT std::vector<std::vector<std::size_t>> triangle_neighbour_indices(
-    const triangle_surface& surface, const vertex_to_triangles_map& map);
+ZELKOV_TRIMESH_EXPORT std::vector<std::vector<std::size_t>>
+triangle_neighbour_indices(const triangle_surface& surface, const vertex_to_triangles_map& map);
 
 /// As above, building the map of `surface` first.
-ZELKOV_TRIMESH_EXPORT std::vector<std::vector<std::size_t>> triangle_neighbour_indices(
-    const triangle_surface& surface);
+ZELKOV_TRIMESH_EXPORT std::vector<std::vector<std::size_t>> triangle_neighbour_indices(const triangle_surface& surface);
 
 /// Finds the edge that `first` and `second` have in common, matching their
 /// corners as multisets (a vertex repeated in `first` matches twice only if it
@@ -145,8 +140,7 @@ ZELKOV_TRIMESH_EXPORT bool edge_between_triangles(std::array<std::size_t, 2>& ed
 
 /// With `consider_orientation`: whether `second` is a cyclic rotation of
 /// `first`. Without: a rotation of `first` or of its reverse.
-ZELKOV_TRIMESH_EXPORT bool are_equal(const std::array<std::size_t, 3>& first,
-                                     const std::array<std::size_t, 3>& second,
+ZELKOV_TRIMESH_EXPORT bool are_equal(const std::array<std::size_t, 3>& first, const std::array<std::size_t, 3>& second,
                                      bool consider_orientation) noexcept;
 
 // ---------------------------------------------------------------- topology predicates
@@ -160,18 +154,15 @@ ZELKOV_TRIMESH_EXPORT bool are_equal(const std::array<std::size_t, 3>& first,
 /// Whether `edge` lies on exactly two triangles. With `consider_orientation`
 /// the two must also run along it in opposite directions (either one may run
 /// edge[0]->edge[1]).
-ZELKOV_TRIMESH_EXPORT bool is_manifold_edge(const std::array<std::size_t, 2>& edge,
-                                            const triangle_surface& surface,
+ZELKOV_TRIMESH_EXPORT bool is_manifold_edge(const std::array<std::size_t, 2>& edge, const triangle_surface& surface,
                                             const vertex_to_triangles_map& map, bool consider_orientation);
 
 /// Whether `edge` lies on three or more triangles.
-ZELKOV_TRIMESH_EXPORT bool is_non_manifold_edge(const std::array<std::size_t, 2>& edge,
-                                                const triangle_surface& surface,
+ZELKOV_TRIMESH_EXPORT bool is_non_manifold_edge(const std::array<std::size_t, 2>& edge, const triangle_surface& surface,
                                                 const vertex_to_triangles_map& map);
 
 /// Whether `edge` lies on exactly one triangle.
-ZELKOV_TRIMESH_EXPORT bool is_boundary_edge(const std::array<std::size_t, 2>& edge,
-                                            const triangle_surface& surface,
+ZELKOV_TRIMESH_EXPORT bool is_boundary_edge(const std::array<std::size_t, 2>& edge, const triangle_surface& surface,
                                             const vertex_to_triangles_map& map);
 
 /// Whether some vertex is named by exactly one of the triangles of `vertex`
@@ -202,8 +193,7 @@ ZELKOV_TRIMESH_EXPORT bool is_bad(const triangle_surface& surface, bool consider
 
 /// The number of triangles that name a vertex index twice or three times.
 /// Positions are not read.
-ZELKOV_TRIMESH_EXPORT std::size_t count_topologically_degenerate_triangles(
-    const triangle_surface& surface) noexcept;
+ZELKOV_TRIMESH_EXPORT std::size_t count_topologically_degenerate_triangles(const triangle_surface& surface) noexcept;
 
 // ---------------------------------------------------------------- sparse adjacency
 
@@ -224,8 +214,8 @@ ZELKOV_TRIMESH_EXPORT Eigen::SparseMatrix<double, 0, int> adjacency_matrix(const
 /// `classify_vertex_topology` needs.
 /// \pre every triangle index is below V.
 /// \throws std::bad_alloc, std::length_error ("vector too long").
-ZELKOV_TRIMESH_EXPORT Eigen::SparseMatrix<double, 0, int> adjacency_matrix_with_edge_count(
-    const triangle_surface& surface, bool symmetric_pattern);
+ZELKOV_TRIMESH_EXPORT Eigen::SparseMatrix<double, 0, int>
+adjacency_matrix_with_edge_count(const triangle_surface& surface, bool symmetric_pattern);
 
 /// One topology code per row of `edge_counts`, read from its entries below the
 /// diagonal and their mirrors: 0 regular (each edge one triangle each way, or
@@ -235,8 +225,7 @@ ZELKOV_TRIMESH_EXPORT Eigen::SparseMatrix<double, 0, int> adjacency_matrix_with_
 /// count on an edge of the vertex. Values are truncated to int.
 /// Only the `symmetric_pattern` form of `adjacency_matrix_with_edge_count` is
 /// complete: otherwise an edge stored only above the diagonal is not seen.
-ZELKOV_TRIMESH_EXPORT std::vector<int> classify_vertex_topology(
-    const Eigen::SparseMatrix<double, 0, int>& edge_counts);
+ZELKOV_TRIMESH_EXPORT std::vector<int> classify_vertex_topology(const Eigen::SparseMatrix<double, 0, int>& edge_counts);
 
 // ---------------------------------------------------------------- investigation report
 

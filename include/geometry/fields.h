@@ -32,8 +32,7 @@ namespace Zelkov::Geometry {
 /// Only an edge with exactly two triangles (`triangle_indices_from_edge`
 /// without orientation) can be sharp; no normal is computed otherwise.
 /// \pre `map` is in step with `surface`.
-ZELKOV_TRIMESH_EXPORT bool is_sharp_edge(const std::array<std::size_t, 2>& edge,
-                                         const triangle_surface& surface,
+ZELKOV_TRIMESH_EXPORT bool is_sharp_edge(const std::array<std::size_t, 2>& edge, const triangle_surface& surface,
                                          const vertex_to_triangles_map& map, double angle_degrees,
                                          bool consider_orientation);
 
@@ -46,16 +45,15 @@ ZELKOV_TRIMESH_EXPORT bool is_sharp_edge(const std::array<std::size_t, 2>& edge,
 /// when three or more of its directed edges a->a meet); look off the diagonal
 /// for edges. Vertex indices enter as their low 32 bits.
 /// \pre fewer than 2^31 vertices.
-ZELKOV_TRIMESH_EXPORT Eigen::SparseMatrix<double, 0, int> is_sharp_edge(const triangle_surface& surface,
-                                                                        double angle_degrees,
-                                                                        bool consider_orientation);
+ZELKOV_TRIMESH_EXPORT Eigen::SparseMatrix<double, 0, int>
+is_sharp_edge(const triangle_surface& surface, double angle_degrees, bool consider_orientation);
 
 /// Whether any edge at `vertex` is sharp. Walks the edges of
 /// `edges_from_vertex` in order and stops at the first sharp one; a vertex
 /// without edges gives false.
 ZELKOV_TRIMESH_EXPORT bool vertex_on_sharp_edge(std::size_t vertex, const triangle_surface& surface,
-                                                const vertex_to_triangles_map& map,
-                                                double angle_degrees, bool consider_orientation);
+                                                const vertex_to_triangles_map& map, double angle_degrees,
+                                                bool consider_orientation);
 
 // ---------------------------------------------------------------- roughness and curvature
 

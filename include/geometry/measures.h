@@ -65,8 +65,7 @@ ZELKOV_TRIMESH_EXPORT point<double, 3> normal(std::size_t triangle, const triang
 /// `get_normal` of the three vertices named by `triangle`, which need not be
 /// a triangle of the surface.
 ZELKOV_TRIMESH_EXPORT point<double, 3> normal(const std::array<std::size_t, 3>& triangle,
-                                              const triangle_surface& surface,
-                                              bool unit_length) noexcept;
+                                              const triangle_surface& surface, bool unit_length) noexcept;
 
 /// The area-weighted normal of a vertex: the sum of the unnormalised
 /// triangle normals of its fan, in ascending triangle order, divided by its
@@ -81,44 +80,39 @@ ZELKOV_TRIMESH_EXPORT point<double, 3> normal(std::size_t vertex, const triangle
 /// triple product over 6. Positive when `reference` lies on the side away
 /// from which the triangle's right-hand normal points; swapping two corners
 /// negates it.
-ZELKOV_TRIMESH_EXPORT double signed_volume_of_triangle(std::size_t triangle,
-                                                       const triangle_surface& surface,
+ZELKOV_TRIMESH_EXPORT double signed_volume_of_triangle(std::size_t triangle, const triangle_surface& surface,
                                                        const point<double, 3>& reference) noexcept;
 
 /// The largest squared edge length of the triangle; no square root.
-ZELKOV_TRIMESH_EXPORT double largest_edge_length_sqr(std::size_t triangle,
-                                                     const triangle_surface& surface) noexcept;
+ZELKOV_TRIMESH_EXPORT double largest_edge_length_sqr(std::size_t triangle, const triangle_surface& surface) noexcept;
 
 /// (weights.x * v[t[0]] + weights.y * v[t[1]]) + weights.z * v[t[2]], per
 /// coordinate. The weights are used as given: they need not sum to 1, so a
 /// point outside the triangle may be asked for.
-ZELKOV_TRIMESH_EXPORT point<double, 3> barycentric_point(std::size_t triangle,
-                                                         const triangle_surface& surface,
+ZELKOV_TRIMESH_EXPORT point<double, 3> barycentric_point(std::size_t triangle, const triangle_surface& surface,
                                                          const point<double, 3>& weights) noexcept;
 
 /// The circumscribed circle of the triangle, from the math library's
 /// `circumsphere`: writes its centre and radius. Not finite for a degenerate
 /// triangle.
-ZELKOV_TRIMESH_EXPORT void circumsphere(point<double, 3>& center, double& radius,
-                                        std::size_t triangle, const triangle_surface& surface) noexcept;
+ZELKOV_TRIMESH_EXPORT void circumsphere(point<double, 3>& center, double& radius, std::size_t triangle,
+                                        const triangle_surface& surface) noexcept;
 
 /// The interior angles at t[0], t[1] and t[2], in the unit of `get_angles`
 /// (radians).
-ZELKOV_TRIMESH_EXPORT void angles(double& angle_0, double& angle_1, double& angle_2,
-                                  std::size_t triangle, const triangle_surface& surface) noexcept;
+ZELKOV_TRIMESH_EXPORT void angles(double& angle_0, double& angle_1, double& angle_2, std::size_t triangle,
+                                  const triangle_surface& surface) noexcept;
 
 /// Shape quality from 0 (degenerate) to 1 (equilateral): twice the inscribed
 /// radius over the circumscribed radius, 16 area^2 / (l0 l1 l2 (l0 + l1 + l2)).
 /// \returns 1.0 for a triangle collapsed to a point (all edges exactly 0),
 /// 0.0 when some but not all edges are exactly 0, NaN for NaN input.
-ZELKOV_TRIMESH_EXPORT double triangle_quality(std::size_t triangle,
-                                              const triangle_surface& surface) noexcept;
+ZELKOV_TRIMESH_EXPORT double triangle_quality(std::size_t triangle, const triangle_surface& surface) noexcept;
 
 /// True when `threshold` is greater than or equal to one of the triangle's
 /// interior angles, compared in the unit of `get_angles` (radians). A NaN
 /// angle never makes it true.
-ZELKOV_TRIMESH_EXPORT bool is_sharp(std::size_t triangle, const triangle_surface& surface,
-                                    double threshold) noexcept;
+ZELKOV_TRIMESH_EXPORT bool is_sharp(std::size_t triangle, const triangle_surface& surface, double threshold) noexcept;
 
 // ---------------------------------------------------------------- principal frame
 

@@ -1,6 +1,7 @@
 #pragma once
 /// \file
-/// The neighbourhood cache: compact corner and neighbour links over a surface it does not own, for long runs of edge collapses.
+/// The neighbourhood cache: compact corner and neighbour links over a surface it does not own, for long runs of edge
+/// collapses.
 
 #include <array>
 #include <cstddef>

@@ -27,7 +27,7 @@ using Zelkov::Math::point;
 
 /// An indexed triangle mesh: positions and oriented triangles. Owning and copyable.
 struct triangle_surface {
-    std::vector<point<double, 3>> vertices;              ///< the positions
+    std::vector<point<double, 3>> vertices;             ///< the positions
     std::vector<std::array<std::size_t, 3>> triangles;  ///< corners, indices into `vertices`
 };
 
@@ -69,8 +69,8 @@ using vertex_to_triangles_map = std::vector<boost::container::flat_set<std::size
 /// all vertices and the k triangles before it, with `success` false: the
 /// number of triangles tells where the input went wrong.
 /// \throws std::bad_alloc, std::length_error when memory runs out.
-ZELKOV_TRIMESH_EXPORT triangle_surface_with_success
-make_triangle_surface(const_span_vertices vertices, const_span_triangles triangles);
+ZELKOV_TRIMESH_EXPORT triangle_surface_with_success make_triangle_surface(const_span_vertices vertices,
+                                                                          const_span_triangles triangles);
 
 /// Copies n points and gives them n/3 placeholder triangles.
 ///
@@ -79,16 +79,14 @@ make_triangle_surface(const_span_vertices vertices, const_span_triangles triangl
 /// with an empty surface. Otherwise the triangles, read as one flat run of n
 /// indices, hold k in slot k for k < n/3 and 0 elsewhere: n = 6 gives
 /// (0, 1, 0), (0, 0, 0); n = 12 gives (0, 1, 2), (3, 0, 0), (0, 0, 0), (0, 0, 0).
-ZELKOV_TRIMESH_EXPORT triangle_surface_with_success
-make_triangle_surface(const_span_vertices vertices);
+ZELKOV_TRIMESH_EXPORT triangle_surface_with_success make_triangle_surface(const_span_vertices vertices);
 
 /// True when every triangle index of `surface` is below its vertex count
 /// (the acceptance rule of `make_triangle_surface`). Does not allocate or throw.
 ZELKOV_TRIMESH_EXPORT bool is_valid(const triangle_surface& surface) noexcept;
 
 /// True exactly when `make_triangle_surface(vertices, triangles)` would succeed.
-ZELKOV_TRIMESH_EXPORT bool is_valid(const_span_vertices vertices,
-                                    const_span_triangles triangles) noexcept;
+ZELKOV_TRIMESH_EXPORT bool is_valid(const_span_vertices vertices, const_span_triangles triangles) noexcept;
 
 /// Exchanges the vertices and then the triangles of `a` and `b` in constant
 /// time. Never throws.
@@ -98,8 +96,7 @@ ZELKOV_TRIMESH_EXPORT void swap(triangle_surface& a, triangle_surface& b) noexce
 
 /// Adds `offset` to every vertex, in order. Triangles are handed on unchanged;
 /// the result owns the argument's storage.
-ZELKOV_TRIMESH_EXPORT triangle_surface translate(triangle_surface surface,
-                                                 const point<double, 3>& offset);
+ZELKOV_TRIMESH_EXPORT triangle_surface translate(triangle_surface surface, const point<double, 3>& offset);
 
 /// Maps every vertex p to (p.x*m[0] + p.y*m[4] + p.z*m[8] + m[12], ...), with
 /// no homogeneous division. When the determinant of the matrix, taken with
@@ -113,7 +110,6 @@ ZELKOV_TRIMESH_EXPORT void invert(triangle_surface& surface);
 
 /// Turns over the triangles at the positions named, in list order; a position
 /// named twice ends as it was. \pre every position is below the triangle count.
-ZELKOV_TRIMESH_EXPORT void invert(triangle_surface& surface,
-                                  const std::vector<std::size_t>& triangle_indices);
+ZELKOV_TRIMESH_EXPORT void invert(triangle_surface& surface, const std::vector<std::size_t>& triangle_indices);
 
 }  // namespace Zelkov::Geometry

@@ -83,8 +83,8 @@ enum class ply_encoding { ascii, binary_little_endian, binary_big_endian };
 /// What a PLY file carries besides positions and triangles. Each field and the
 /// colours, when not empty, hold one entry per vertex.
 struct ply_content {
-    std::vector<vertex_field> fields;  ///< extra per-vertex properties
-    std::vector<rgb> colours;          ///< red, green, blue per vertex, or none
+    std::vector<vertex_field> fields;                            ///< extra per-vertex properties
+    std::vector<rgb> colours;                                    ///< red, green, blue per vertex, or none
     ply_encoding encoding = ply_encoding::binary_little_endian;  ///< binary by default
     /// Store coordinates as `float` instead of `double` (rounds; for small files).
     bool float_coordinates = false;
@@ -113,6 +113,6 @@ ZELKOV_IO_EXPORT void check_output_path(const std::string& path, const std::stri
 /// \throws write_error when the extension is not one of these, when the file
 /// cannot be written, or when `path` is the same file as `protected_input`.
 ZELKOV_IO_EXPORT void write_mesh_file(const std::string& path, const triangle_surface& surface,
-                     const ply_content& content = {}, const std::string& protected_input = {});
+                                      const ply_content& content = {}, const std::string& protected_input = {});
 
 }  // namespace Zelkov::Meshio

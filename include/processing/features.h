@@ -30,9 +30,9 @@ struct features_result {
     std::size_t back_to_back_duplicates_set_aside = 0;
     std::size_t sharp_edges = 0;              ///< edges beyond the angle
     std::size_t vertices_on_sharp_edges = 0;  ///< vertices on one of them
-    std::vector<double> on_sharp_edge;  ///< 1.0 on a sharp edge, else 0.0
-    std::vector<double> roughness;      ///< the core's `vertex_roughness`
-    std::vector<double> curvature;      ///< the core's `curvature`
+    std::vector<double> on_sharp_edge;        ///< 1.0 on a sharp edge, else 0.0
+    std::vector<double> roughness;            ///< the core's `vertex_roughness`
+    std::vector<double> curvature;            ///< the core's `curvature`
     /// The curvature smoothed over the defined values only: NaN where no
     /// defined value lies within the smoothing's reach.
     std::vector<double> smoothed_curvature;
@@ -50,8 +50,7 @@ struct features_result {
 /// "curvature" and "smooth curvature". The same for every thread count.
 /// \pre `surface` is valid; callers usually weld it first.
 /// \throws cancelled, std::bad_alloc.
-ZELKOV_PROCESSING_EXPORT features_result features(const triangle_surface& surface,
-                                                  const features_options& options = {},
+ZELKOV_PROCESSING_EXPORT features_result features(const triangle_surface& surface, const features_options& options = {},
                                                   const progress_callback& progress = {});
 
 }  // namespace Zelkov::Processing

@@ -19,9 +19,9 @@ using Zelkov::Geometry::vertex_to_triangles_map;
 
 /// Whole-surface measures, as the core computes them.
 struct measure_figures {
-    double area = 0.0;                             ///< `area`
-    double signed_volume = 0.0;                    ///< `signed_volume`: positive when closed and outward
-    double volume = 0.0;                           ///< `volume`
+    double area = 0.0;                            ///< `area`
+    double signed_volume = 0.0;                   ///< `signed_volume`: positive when closed and outward
+    double volume = 0.0;                          ///< `volume`
     Zelkov::Math::point<double, 3> barycenter{};  ///< `barycenter`: NaN without triangles
     /// Rows 0 to 2 hold the axes of the largest, middle and smallest moment,
     /// m[12..14] the origin.
@@ -71,13 +71,13 @@ struct defect_figures {
 struct investigation_figures {
     /// False when the report was left out; `skipped_because` says why.
     bool done = false;
-    std::string skipped_because;             ///< empty when `done`
-    std::size_t degenerate_triangles = 0;    ///< triangles that repeat a vertex
-    std::size_t boundary_sides = 0;          ///< sides alone on their edge
-    std::size_t manifold_sides = 0;          ///< sides sharing their edge with one other, either way
+    std::string skipped_because;              ///< empty when `done`
+    std::size_t degenerate_triangles = 0;     ///< triangles that repeat a vertex
+    std::size_t boundary_sides = 0;           ///< sides alone on their edge
+    std::size_t manifold_sides = 0;           ///< sides sharing their edge with one other, either way
     std::size_t oriented_manifold_sides = 0;  ///< of those, the ones the other runs the opposite way
-    std::size_t non_manifold_sides = 0;      ///< sides on an edge of three or more triangles
-    std::string text;                        ///< the core's nine lines
+    std::size_t non_manifold_sides = 0;       ///< sides on an edge of three or more triangles
+    std::string text;                         ///< the core's nine lines
 };
 
 /// What `inspect` leaves out.
@@ -93,18 +93,18 @@ struct inspect_result {
     std::size_t triangles = 0;  ///< as stored
     /// The box of the vertices that triangles use; meaningless without triangles.
     Zelkov::Math::boundingbox<double, 3> box{};
-    measure_figures measures;       ///< area, volumes, barycenter, principal frame
-    edge_figures edges;             ///< edges by the number of triangles on them
-    std::size_t boundary_loops = 0;  ///< pieces of the boundary-edge graph
-    bool closed_manifold = false;   ///< `is_manifold` ignoring orientation
+    measure_figures measures;                       ///< area, volumes, barycenter, principal frame
+    edge_figures edges;                             ///< edges by the number of triangles on them
+    std::size_t boundary_loops = 0;                 ///< pieces of the boundary-edge graph
+    bool closed_manifold = false;                   ///< `is_manifold` ignoring orientation
     bool closed_and_consistently_oriented = false;  ///< `is_manifold` with orientation
     vertex_class_figures vertex_classes;            ///< vertices by topology
     std::size_t free_vertices = 0;                  ///< vertices without triangles
-    std::size_t connected_components = 0;  ///< triangles joined through shared vertices
-    std::size_t non_orientable_components = 0;  ///< components with no consistent orientation
-    welded_figures welded;                      ///< the surface after merging equal positions
-    defect_figures defects;                     ///< degenerate, duplicate and non-finite counts
-    investigation_figures investigation;        ///< the core's report, unless left out
+    std::size_t connected_components = 0;           ///< triangles joined through shared vertices
+    std::size_t non_orientable_components = 0;      ///< components with no consistent orientation
+    welded_figures welded;                          ///< the surface after merging equal positions
+    defect_figures defects;                         ///< degenerate, duplicate and non-finite counts
+    investigation_figures investigation;            ///< the core's report, unless left out
 };
 
 /// Inspects `surface` as stored: nothing is welded except for `welded`.

@@ -81,7 +81,7 @@ struct simplify_options {
     /// The number of triangles to reach; when not given, `ratio` of the
     /// triangles left after welding, rounded to the nearest whole number.
     std::optional<std::size_t> target_triangles;
-    double ratio = 0.1;  ///< the fraction to keep when no target is given, in (0, 1]
+    double ratio = 0.1;                     ///< the fraction to keep when no target is given, in (0, 1]
     double max_normal_turn_degrees = 60.0;  ///< see `collapse_options`
     bool preserve_boundary = true;          ///< see `collapse_options`
     /// Afterwards, flip the edges whose triangles lie within this many degrees
@@ -103,8 +103,8 @@ struct simplify_result {
     /// marks a vertex left without triangles (free in the input, or on
     /// triangles that welding flattened), which the clean-up removed.
     std::vector<std::size_t> vertex_map;
-    std::vector<double> curvature;  ///< the core's `curvature` of the result
-    bool valid = false;             ///< `is_valid` of the result
+    std::vector<double> curvature;                  ///< the core's `curvature` of the result
+    bool valid = false;                             ///< `is_valid` of the result
     bool closed_and_consistently_oriented = false;  ///< `is_manifold` of the result, with orientation
 };
 

@@ -21,17 +21,13 @@ struct rewritten_fan {
 /// Replaces `removed` by `kept` once in every triangle of a stored star,
 /// ascending: at corner 1 if it holds `removed`, else at corner 0 if it holds
 /// it, else at corner 2.
-void rewrite_star(neighbourhood_cache& cache, const std::set<std::size_t>& star, std::size_t kept,
-                  std::size_t removed)
+void rewrite_star(neighbourhood_cache& cache, const std::set<std::size_t>& star, std::size_t kept, std::size_t removed)
 {
     for (const std::size_t u : star) {
         auto& triangle = cache.surface.triangles[u];
-        if (triangle[1] == removed)
-            triangle[1] = kept;
-        else if (triangle[0] == removed)
-            triangle[0] = kept;
-        else
-            triangle[2] = kept;
+        if (triangle[1] == removed) triangle[1] = kept;
+        else if (triangle[0] == removed) triangle[0] = kept;
+        else triangle[2] = kept;
     }
 }
 
@@ -96,10 +92,8 @@ taken_out take_out(neighbourhood_cache& cache, std::size_t u, std::size_t z)
 void move_entry_off(neighbourhood_cache& cache, std::size_t v, std::size_t u, std::size_t replacement)
 {
     const std::size_t entry = cache.vertex_corners[v];
-    if (is_set_entry(entry))
-        cache.vertex_triangle_sets[entry_triangle(entry)].erase(u);
-    else if (is_corner_entry(entry) && entry_triangle(entry) == u)
-        cache.vertex_corners[v] = replacement;
+    if (is_set_entry(entry)) cache.vertex_triangle_sets[entry_triangle(entry)].erase(u);
+    else if (is_corner_entry(entry) && entry_triangle(entry) == u) cache.vertex_corners[v] = replacement;
 }
 
 /// Removes the twin `t1` of the collapsed edge, which faces it at edge `z`.
@@ -126,8 +120,8 @@ std::size_t merged_fan_end(const neighbourhood_cache& cache, std::size_t q)
 {
     const std::size_t d = flip_of(q), e = edge_of(q);
     const fan_walk start{neighbour_of(q), cycle_table[1 - d][e], d, cycle_table[1 + d][e]};
-    const fan_walk end = walk_fan(cache.triangle_neighbours, start, cache.no_triangle, start.triangle,
-                                  [](const fan_walk&) {});
+    const fan_walk end =
+        walk_fan(cache.triangle_neighbours, start, cache.no_triangle, start.triangle, [](const fan_walk&) {});
     return corner_entry(end.triangle, cycle_table[end.direction][end.exit]);
 }
 

@@ -80,10 +80,8 @@ void fill_records(E* records, std::size_t t, const std::array<std::size_t, 3>& t
 {
     for (std::size_t e = 0; e < 3; ++e) {
         const std::size_t a = triangle[e], b = triangle[next_index[e]];
-        if (a < b)
-            records[e].assign(a, b, t * 8 + e * 2 + 1);
-        else
-            records[e].assign(b, a, t * 8 + e * 2);
+        if (a < b) records[e].assign(a, b, t * 8 + e * 2 + 1);
+        else records[e].assign(b, a, t * 8 + e * 2);
     }
 }
 
@@ -130,8 +128,8 @@ void link_group(const E* group, std::size_t count, std::size_t no_triangle, neig
 /// Links the groups whose first record lies in [b, e). The last group may
 /// run past e; the end marker after the sorted records stops it.
 template <class E>
-void link_groups(const E* records, std::size_t b, std::size_t e, std::size_t no_triangle,
-                 neighbour_rows& neighbours, const edge_report& callback)
+void link_groups(const E* records, std::size_t b, std::size_t e, std::size_t no_triangle, neighbour_rows& neighbours,
+                 const edge_report& callback)
 {
     std::size_t p = b;
     if (b != 0 && b != e)
@@ -245,8 +243,7 @@ neighbourhood_cache::neighbourhood_cache(triangle_surface& target, edge_report c
         if (width == detail::link_width::from_counts) width = detail::choose_link_width(vertex_count, triangle_count);
         if (width == detail::link_width::narrow)
             init_neighbours<detail::compressed_edge<std::uint32_t>>(std::move(callback));
-        else
-            init_neighbours<detail::compressed_edge<std::uint64_t>>(std::move(callback));
+        else init_neighbours<detail::compressed_edge<std::uint64_t>>(std::move(callback));
 
         // Last write wins: the highest triangle naming a vertex, at its highest corner there.
         vertex_corners.assign(vertex_count, detail::no_vertex_entry);

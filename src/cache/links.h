@@ -34,7 +34,10 @@ using cache_entries::neighbour_of;
 using cache_entries::no_vertex_entry;
 
 /// The corner, in the neighbour, of the vertex at the start of the edge whose entry this is.
-constexpr std::size_t start_corner(std::size_t entry) noexcept { return cycle_table[1 - flip_of(entry)][edge_of(entry)]; }
+constexpr std::size_t start_corner(std::size_t entry) noexcept
+{
+    return cycle_table[1 - flip_of(entry)][edge_of(entry)];
+}
 /// The corner, in the neighbour, of the vertex at the end of the edge whose entry this is.
 constexpr std::size_t end_corner(std::size_t entry) noexcept { return cycle_table[flip_of(entry)][edge_of(entry)]; }
 

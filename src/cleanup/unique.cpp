@@ -80,9 +80,8 @@ std::vector<std::size_t> unique_vertices(triangle_surface& surface)
     // Everything is allocated before the surface is touched.
     auto keyed = keyed_copy(vertices);
     std::vector<std::size_t> old_to_new(vertices.size());
-    oneapi::tbb::parallel_sort(keyed.begin(), keyed.end(), [](const auto& a, const auto& b) {
-        return detail::point_less(a.value, b.value);
-    });
+    oneapi::tbb::parallel_sort(keyed.begin(), keyed.end(),
+                               [](const auto& a, const auto& b) { return detail::point_less(a.value, b.value); });
 
     // The sweep writes from the sorted copy, so it never reads what it wrote.
     vertices.resize(sweep(keyed, vertices, old_to_new));
@@ -95,8 +94,7 @@ std::vector<std::size_t> unique_triangles(triangle_surface& surface, bool consid
     auto& triangles = surface.triangles;
     if (triangles.empty()) return {};
 
-    for (auto& t : triangles)
-        t = consider_orientation ? detail::canonical_rotation(t) : detail::sorted_indices(t);
+    for (auto& t : triangles) t = consider_orientation ? detail::canonical_rotation(t) : detail::sorted_indices(t);
 
     auto keyed = keyed_copy(triangles);
     std::vector<std::size_t> old_to_new(triangles.size());

@@ -29,10 +29,8 @@ inline bool point_less(const Zelkov::Math::point<double, 3>& a, const Zelkov::Ma
 inline std::array<std::size_t, 3> canonical_rotation(const std::array<std::size_t, 3>& t) noexcept
 {
     std::size_t p = 0;
-    if (t[2] <= std::min(t[0], t[1]))
-        p = 2;
-    else if (t[1] <= t[0])
-        p = 1;
+    if (t[2] <= std::min(t[0], t[1])) p = 2;
+    else if (t[1] <= t[0]) p = 1;
     const std::size_t s = t[p] != t[(p + 1) % 3] ? p : (p + 1) % 3;
     return {t[s % 3], t[(s + 1) % 3], t[(s + 2) % 3]};
 }

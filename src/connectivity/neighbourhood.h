@@ -39,8 +39,7 @@ void append_ring_corners(std::vector<std::size_t>& out, std::size_t vertex, cons
 inline const std::vector<std::size_t>& triangles_on_edge(std::vector<std::size_t>& list,
                                                          const std::array<std::size_t, 2>& edge,
                                                          const triangle_surface& surface,
-                                                         const vertex_to_triangles_map& map,
-                                                         bool consider_orientation)
+                                                         const vertex_to_triangles_map& map, bool consider_orientation)
 {
     list.clear();
     triangle_indices_from_edge(list, edge, surface, map, consider_orientation);

@@ -13,8 +13,8 @@ using edge_type = std::array<std::size_t, 2>;
 /// The manifold test on `list`, the undirected triangles of `edge`: exactly
 /// two, and with `consider_orientation` running along it in opposite
 /// directions, whichever of them runs which way.
-bool is_manifold_list(const std::vector<std::size_t>& list, const edge_type& edge,
-                      const triangle_surface& surface, bool consider_orientation) noexcept
+bool is_manifold_list(const std::vector<std::size_t>& list, const edge_type& edge, const triangle_surface& surface,
+                      bool consider_orientation) noexcept
 {
     if (list.size() != 2) return false;
     if (!consider_orientation) return true;
@@ -69,8 +69,7 @@ bool is_boundary_vertex(std::size_t vertex, const triangle_surface& surface, con
     return false;
 }
 
-bool is_non_manifold_vertex(std::size_t vertex, const triangle_surface& surface,
-                            const vertex_to_triangles_map& map)
+bool is_non_manifold_vertex(std::size_t vertex, const triangle_surface& surface, const vertex_to_triangles_map& map)
 {
     std::vector<std::size_t> list;
     for (const std::size_t w : one_ring_vertices_from_vertex(vertex, surface, map))
@@ -111,10 +110,10 @@ bool is_bad(const triangle_surface& surface, bool consider_orientation)
 
 std::size_t count_topologically_degenerate_triangles(const triangle_surface& surface) noexcept
 {
-    return static_cast<std::size_t>(std::count_if(surface.triangles.begin(), surface.triangles.end(),
-                                                  [](const std::array<std::size_t, 3>& t) {
-                                                      return t[0] == t[1] || t[0] == t[2] || t[1] == t[2];
-                                                  }));
+    return static_cast<std::size_t>(
+        std::count_if(surface.triangles.begin(), surface.triangles.end(), [](const std::array<std::size_t, 3>& t) {
+            return t[0] == t[1] || t[0] == t[2] || t[1] == t[2];
+        }));
 }
 
 }  // namespace Zelkov::Geometry

@@ -71,8 +71,7 @@ void append_intersection(std::vector<std::size_t>& out, const Set& first, const 
         append_galloping_intersection(out, first.begin(), first.end(), second.begin(), second.end());
     else if (first.size() > walk_ratio * second.size())
         append_galloping_intersection(out, second.begin(), second.end(), first.begin(), first.end());
-    else
-        std::set_intersection(first.begin(), first.end(), second.begin(), second.end(), std::back_inserter(out));
+    else std::set_intersection(first.begin(), first.end(), second.begin(), second.end(), std::back_inserter(out));
 }
 
 }  // namespace
@@ -106,8 +105,8 @@ std::vector<std::size_t> triangle_neighbours(std::vector<std::size_t>& work, con
 
 }  // namespace detail
 
-void one_ring_vertices_from_vertex(std::vector<std::size_t>& out, std::size_t vertex,
-                                   const triangle_surface& surface, const vertex_to_triangles_map& map)
+void one_ring_vertices_from_vertex(std::vector<std::size_t>& out, std::size_t vertex, const triangle_surface& surface,
+                                   const vertex_to_triangles_map& map)
 {
     detail::append_ring_corners(out, vertex, surface, map);
     sort_unique(out);
@@ -160,15 +159,12 @@ void triangle_indices_from_edge(std::vector<std::size_t>& out, const std::array<
     }
 
     if (consider_orientation) {
-        std::erase_if(out, [&](std::size_t t) {
-            return !has_directed_edge(surface.triangles[t], edge[0], edge[1]);
-        });
+        std::erase_if(out, [&](std::size_t t) { return !has_directed_edge(surface.triangles[t], edge[0], edge[1]); });
     }
 }
 
 std::vector<std::size_t> triangle_indices_from_edge(const std::array<std::size_t, 2>& edge,
-                                                    const triangle_surface& surface,
-                                                    const vertex_to_triangles_map& map,
+                                                    const triangle_surface& surface, const vertex_to_triangles_map& map,
                                                     bool consider_orientation)
 {
     std::vector<std::size_t> out;
@@ -176,8 +172,8 @@ std::vector<std::size_t> triangle_indices_from_edge(const std::array<std::size_t
     return out;
 }
 
-std::vector<std::size_t> triangle_neighbour_indices(const triangle_surface& surface,
-                                                    const vertex_to_triangles_map& map, std::size_t triangle)
+std::vector<std::size_t> triangle_neighbour_indices(const triangle_surface& surface, const vertex_to_triangles_map& map,
+                                                    std::size_t triangle)
 {
     std::vector<std::size_t> work;
     return detail::triangle_neighbours(work, surface, map, triangle);
@@ -234,10 +230,8 @@ bool edge_between_triangles(std::array<std::size_t, 2>& edge, const std::array<s
         return false;
     }
     // Stated in the direction in which `first` runs along the edge.
-    if ((corner[0] + 1) % 3 == corner[1])
-        edge = {vertex[0], vertex[1]};
-    else
-        edge = {vertex[1], vertex[0]};
+    if ((corner[0] + 1) % 3 == corner[1]) edge = {vertex[0], vertex[1]};
+    else edge = {vertex[1], vertex[0]};
     return matches == 2;
 }
 
@@ -245,12 +239,10 @@ bool are_equal(const std::array<std::size_t, 3>& first, const std::array<std::si
                bool consider_orientation) noexcept
 {
     for (std::size_t s = 0; s < 3; ++s)
-        if (first[0] == second[s] && first[1] == second[(s + 1) % 3] && first[2] == second[(s + 2) % 3])
-            return true;
+        if (first[0] == second[s] && first[1] == second[(s + 1) % 3] && first[2] == second[(s + 2) % 3]) return true;
     if (consider_orientation) return false;
     for (std::size_t s = 0; s < 3; ++s)
-        if (first[0] == second[s] && first[1] == second[(s + 2) % 3] && first[2] == second[(s + 1) % 3])
-            return true;
+        if (first[0] == second[s] && first[1] == second[(s + 2) % 3] && first[2] == second[(s + 1) % 3]) return true;
     return false;
 }
 

@@ -18,8 +18,7 @@ namespace Zelkov::Geometry::detail {
 /// \param bucket_count 0 asks for min(max(n/10, 1), max(P, 1)) + 1 buckets,
 /// P being the concurrency of the current arena; on return, the count used.
 /// \param vertex_count on return, largest named index + 1 (0 without triangles).
-std::vector<std::vector<std::size_t>> assign_triangle_buckets(const_span_triangles triangles,
-                                                              std::size_t& bucket_count,
+std::vector<std::vector<std::size_t>> assign_triangle_buckets(const_span_triangles triangles, std::size_t& bucket_count,
                                                               std::size_t& vertex_count);
 
 /// For each vertex below `vertex_count`, how many corners name it: an upper

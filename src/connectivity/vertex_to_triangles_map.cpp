@@ -17,8 +17,7 @@ namespace {
 
 std::size_t chosen_bucket_count(std::size_t n)
 {
-    const auto concurrency = static_cast<std::size_t>(
-        std::max(oneapi::tbb::this_task_arena::max_concurrency(), 1));
+    const auto concurrency = static_cast<std::size_t>(std::max(oneapi::tbb::this_task_arena::max_concurrency(), 1));
     return std::min(std::max<std::size_t>(n / 10, 1), concurrency) + 1;
 }
 
@@ -32,16 +31,13 @@ std::size_t largest_index_plus_one(const std::array<std::size_t, 3>& t) noexcept
 void insert_ascending(boost::container::flat_set<std::size_t>& set, std::size_t t)
 {
     auto& sequence = set.get_sequence_ref();
-    if (sequence.empty() || sequence.back() < t)
-        sequence.push_back(t);
-    else
-        set.insert(t);
+    if (sequence.empty() || sequence.back() < t) sequence.push_back(t);
+    else set.insert(t);
 }
 
 }  // namespace
 
-std::vector<std::vector<std::size_t>> assign_triangle_buckets(const_span_triangles triangles,
-                                                              std::size_t& bucket_count,
+std::vector<std::vector<std::size_t>> assign_triangle_buckets(const_span_triangles triangles, std::size_t& bucket_count,
                                                               std::size_t& vertex_count)
 {
     const std::size_t n = triangles.size;
@@ -144,8 +140,7 @@ vertex_to_triangles_map get_vertex_to_triangles_map(const_span_triangles triangl
 
 vertex_to_triangles_map get_vertex_to_triangles_map(const triangle_surface& surface)
 {
-    auto map = get_vertex_to_triangles_map(
-        const_span_triangles{surface.triangles.data(), surface.triangles.size()});
+    auto map = get_vertex_to_triangles_map(const_span_triangles{surface.triangles.data(), surface.triangles.size()});
     if (map.size() < surface.vertices.size()) map.resize(surface.vertices.size());
     return map;
 }

@@ -47,8 +47,7 @@ inline edge_corner_positions edge_corners(const std::array<std::size_t, 3>& tria
 /// An empty allocation is raised to one first, so that the doubling progresses.
 inline void ensure_triangle_capacity(std::vector<std::array<std::size_t, 3>>& triangles, std::size_t needed)
 {
-    while (triangles.capacity() < needed)
-        triangles.reserve(triangles.capacity() == 0 ? 1 : 2 * triangles.capacity());
+    while (triangles.capacity() < needed) triangles.reserve(triangles.capacity() == 0 ? 1 : 2 * triangles.capacity());
 }
 
 /// Cuts triangle `t` on `edge` at `v`: t keeps e0 (its corner of e1 takes v),
@@ -56,13 +55,11 @@ inline void ensure_triangle_capacity(std::vector<std::array<std::size_t, 3>>& tr
 /// `labels[t]` when `labels` is given, and keeps `map` exact.
 /// \pre the capacity of `triangles` holds one more triangle.
 void split_incident_triangle(const std::array<std::size_t, 2>& edge, std::size_t t, std::size_t v,
-                             triangle_surface& surface, vertex_to_triangles_map& map,
-                             std::vector<std::size_t>* labels);
+                             triangle_surface& surface, vertex_to_triangles_map& map, std::vector<std::size_t>* labels);
 
 /// Cuts every triangle on `edge`, ascending, at `v` by `split_incident_triangle`.
-void split_all_incident_triangles(const std::array<std::size_t, 2>& edge, std::size_t v,
-                                  triangle_surface& surface, vertex_to_triangles_map& map,
-                                  std::vector<std::size_t>* labels);
+void split_all_incident_triangles(const std::array<std::size_t, 2>& edge, std::size_t v, triangle_surface& surface,
+                                  vertex_to_triangles_map& map, std::vector<std::size_t>* labels);
 
 /// The angle between `a` and `b` in [0, pi], by the half-angle formula
 /// 2 atan(|a|b| - b|a|| / |a|b| + b|a||) with `stable_length` as the length.

@@ -11,8 +11,7 @@ namespace Zelkov::Geometry {
 namespace detail {
 
 void split_incident_triangle(const std::array<std::size_t, 2>& edge, std::size_t t, std::size_t v,
-                             triangle_surface& surface, vertex_to_triangles_map& map,
-                             std::vector<std::size_t>* labels)
+                             triangle_surface& surface, vertex_to_triangles_map& map, std::vector<std::size_t>* labels)
 {
     const std::size_t e0 = edge[0];
     const std::size_t e1 = edge[1];
@@ -38,9 +37,8 @@ void split_incident_triangle(const std::array<std::size_t, 2>& edge, std::size_t
     map[v].insert(nt);
 }
 
-void split_all_incident_triangles(const std::array<std::size_t, 2>& edge, std::size_t v,
-                                  triangle_surface& surface, vertex_to_triangles_map& map,
-                                  std::vector<std::size_t>* labels)
+void split_all_incident_triangles(const std::array<std::size_t, 2>& edge, std::size_t v, triangle_surface& surface,
+                                  vertex_to_triangles_map& map, std::vector<std::size_t>* labels)
 {
     const auto on_edge = triangle_indices_from_edge(edge, surface, map, false);
     ensure_triangle_capacity(surface.triangles, surface.triangles.size() + on_edge.size());
@@ -127,8 +125,8 @@ void split_triangle_in_three(std::size_t triangle, triangle_surface& surface, ve
                                         ((pa.z + pb.z) + pc.z) / 3.0};
         v = surface.vertices.size();
         surface.vertices.push_back(centroid);
-        map.push_back(boost::container::flat_set<std::size_t>(boost::container::ordered_unique_range,
-                                                              {triangle, n, n + 1}));
+        map.push_back(
+            boost::container::flat_set<std::size_t>(boost::container::ordered_unique_range, {triangle, n, n + 1}));
         map[a].insert(n + 1);
         map[b].insert(n);
         // (a, b, v) still names c only when c repeats a or b.

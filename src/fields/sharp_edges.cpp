@@ -16,18 +16,14 @@ namespace {
 using vec3 = point<double, 3>;
 
 /// cos of the limit angle, multiplying by pi before dividing by 180.
-double sharpness_limit(double angle_degrees)
-{
-    return std::cos((angle_degrees * 3.141592653589793) / 180.0);
-}
+double sharpness_limit(double angle_degrees) { return std::cos((angle_degrees * 3.141592653589793) / 180.0); }
 
 /// The dot product of two normals in the one order used for sharpness.
 double normal_dot(const vec3& n, const vec3& k) noexcept { return (n.y * k.y + n.x * k.x) + n.z * k.z; }
 
 vec3 unit_normal(const std::array<std::size_t, 3>& t, const triangle_surface& surface)
 {
-    return Zelkov::Math::get_normal(surface.vertices[t[0]], surface.vertices[t[1]],
-                                    surface.vertices[t[2]], true);
+    return Zelkov::Math::get_normal(surface.vertices[t[0]], surface.vertices[t[1]], surface.vertices[t[2]], true);
 }
 
 // While the working matrix is built, the slot at (a, b) says who runs a->b:
@@ -86,15 +82,12 @@ slot_matrix directed_edge_slots(const triangle_surface& surface)
 
 /// The verdict on the edge between r and k from the slots p = W(r, k) and
 /// q = W(k, r). `m` is +1 to compare same-direction pairs as stored, -1 to mend them.
-bool slots_are_sharp(const edge_slot& p, const edge_slot& q, const std::vector<vec3>& normals,
-                     double limit, double m)
+bool slots_are_sharp(const edge_slot& p, const edge_slot& q, const std::vector<vec3>& normals, double limit, double m)
 {
     auto normal_of = [&](double index) -> const vec3& { return normals[static_cast<std::size_t>(index)]; };
     if (is_single(p) && is_single(q)) return limit > normal_dot(normal_of(q.real()), normal_of(p.real()));
-    if (p.imag() != 0.0 && q == only_reverse)
-        return limit > m * normal_dot(normal_of(p.imag()), normal_of(p.real()));
-    if (p == only_reverse && q.imag() != 0.0)
-        return limit > m * normal_dot(normal_of(q.imag()), normal_of(q.real()));
+    if (p.imag() != 0.0 && q == only_reverse) return limit > m * normal_dot(normal_of(p.imag()), normal_of(p.real()));
+    if (p == only_reverse && q.imag() != 0.0) return limit > m * normal_dot(normal_of(q.imag()), normal_of(q.real()));
     return false;
 }
 
@@ -138,9 +131,8 @@ Eigen::SparseMatrix<double, 0, int> is_sharp_edge(const triangle_surface& surfac
     return w.real();
 }
 
-bool vertex_on_sharp_edge(std::size_t vertex, const triangle_surface& surface,
-                          const vertex_to_triangles_map& map, double angle_degrees,
-                          bool consider_orientation)
+bool vertex_on_sharp_edge(std::size_t vertex, const triangle_surface& surface, const vertex_to_triangles_map& map,
+                          double angle_degrees, bool consider_orientation)
 {
     for (const auto& edge : edges_from_vertex(vertex, surface, map))
         if (is_sharp_edge(edge, surface, map, angle_degrees, consider_orientation)) return true;

@@ -13,7 +13,8 @@ std::vector<double> smooth_scalar_field(const triangle_surface& surface, std::ve
 {
     const std::size_t count = surface.vertices.size();
     std::vector<std::vector<std::size_t>> ring_lists(count);
-    detail::for_each_vertex(count, [&](std::size_t v) { ring_lists[v] = one_ring_vertices_from_vertex(v, surface, map); });
+    detail::for_each_vertex(count,
+                            [&](std::size_t v) { ring_lists[v] = one_ring_vertices_from_vertex(v, surface, map); });
 
     std::vector<double> next_field;
     for (std::size_t iteration = 0; iteration < iterations; ++iteration) {
@@ -21,7 +22,8 @@ std::vector<double> smooth_scalar_field(const triangle_surface& surface, std::ve
         // 0.0. The bodies below overwrite every value below the count, so only
         // the tail needs the zeros written: the result is the same.
         next_field.resize(field.size());
-        std::fill(next_field.begin() + static_cast<std::ptrdiff_t>(std::min(count, field.size())), next_field.end(), 0.0);
+        std::fill(next_field.begin() + static_cast<std::ptrdiff_t>(std::min(count, field.size())), next_field.end(),
+                  0.0);
         detail::for_each_vertex(count, [&](std::size_t v) {
             double sum = field[v];
             for (const std::size_t n : ring_lists[v]) sum += field[n];

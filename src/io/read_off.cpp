@@ -54,9 +54,8 @@ raw_mesh parse_off(std::string_view text)
     const std::size_t nf = count(in.token(), "face", in);
     // Every vertex and face takes a line of its own: a character and its end.
     if (!fits(std::uint64_t{nv} + nf, 2, in.bytes_left(), 1))
-        throw format_error(count_too_large("OFF header", nv,
-                                           "vertices and " + std::to_string(nf) + (nf == 1 ? " face" : " faces"),
-                                           in.bytes_left()));
+        throw format_error(count_too_large(
+            "OFF header", nv, "vertices and " + std::to_string(nf) + (nf == 1 ? " face" : " faces"), in.bytes_left()));
 
     raw_mesh mesh;
     mesh.vertices.reserve(std::min<std::size_t>(nv, in.bytes_left() / 6));  // "0 0 0" and a line end

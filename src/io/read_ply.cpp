@@ -32,9 +32,13 @@ std::optional<scalar> scalar_from_name(std::string_view name)
 std::size_t size_of(scalar s)
 {
     switch (s) {
-    case scalar::int8: case scalar::uint8: return 1;
-    case scalar::int16: case scalar::uint16: return 2;
-    case scalar::int32: case scalar::uint32: case scalar::float32: return 4;
+    case scalar::int8:
+    case scalar::uint8: return 1;
+    case scalar::int16:
+    case scalar::uint16: return 2;
+    case scalar::int32:
+    case scalar::uint32:
+    case scalar::float32: return 4;
     case scalar::float64: return 8;
     }
     return 0;
@@ -207,8 +211,8 @@ public:
     std::int64_t list_length(const property& p)
     {
         const std::int64_t n = integer(*p.count_type);
-        const std::string where = "list '" + p.name + "' of element '" + *element_ + "' (item " +
-                                  std::to_string(item_ + 1) + ")";
+        const std::string where =
+            "list '" + p.name + "' of element '" + *element_ + "' (item " + std::to_string(item_ + 1) + ")";
         if (n < 0) throw format_error("negative length " + std::to_string(n) + " of " + where);
         const std::size_t value_bytes = format_ == encoding::ascii ? 2 : size_of(p.type);
         if (!fits(static_cast<std::uint64_t>(n), value_bytes, bytes_left(), slack()))
@@ -256,8 +260,7 @@ bool is_face_list(const property& p)
 void read_vertices(const element& e, value_reader& in, raw_mesh& mesh)
 {
     int found = 0;
-    for (const auto& p : e.properties)
-        found += (p.name == "x") + (p.name == "y") + (p.name == "z");
+    for (const auto& p : e.properties) found += (p.name == "x") + (p.name == "y") + (p.name == "z");
     if (found != 3) throw format_error("PLY vertex element without exactly one x, y and z");
     in.check_count(e);
     mesh.vertices.reserve(e.count);

@@ -58,7 +58,7 @@ std::string ply_header(const triangle_surface& surface, const ply_content& conte
     std::string h = "ply\nformat ";
     h += content.encoding == ply_encoding::ascii                  ? "ascii"
          : content.encoding == ply_encoding::binary_little_endian ? "binary_little_endian"
-                                                                   : "binary_big_endian";
+                                                                  : "binary_big_endian";
     h += " 1.0\ncomment written by zelkov\nelement vertex " + std::to_string(surface.vertices.size()) + "\n";
     const char* coordinate = content.float_coordinates ? "float" : "double";
     for (const char* axis : {"x", "y", "z"}) h += std::string("property ") + coordinate + " " + axis + "\n";

@@ -26,8 +26,7 @@ void add_outer_product(Eigen::Matrix3d& s, const vec3& u) noexcept
 }
 
 /// The tensor term of one triangle, before it is added to the sum.
-Eigen::Matrix3d triangle_term(std::size_t triangle, const triangle_surface& surface,
-                              const vec3& center) noexcept
+Eigen::Matrix3d triangle_term(std::size_t triangle, const triangle_surface& surface, const vec3& center) noexcept
 {
     Eigen::Matrix3d s = Eigen::Matrix3d::Zero();
     vec3 corner_sum{0.0, 0.0, 0.0};
@@ -44,7 +43,6 @@ Eigen::Matrix3d triangle_term(std::size_t triangle, const triangle_surface& surf
     s *= A + A;
     return s;
 }
-
 
 }  // namespace
 
@@ -96,10 +94,8 @@ void order_by_moment(principal_axes& frame) noexcept
 matrix4x4<double> right_handed_frame(const principal_axes& frame, const point<double, 3>& origin) noexcept
 {
     const auto& [e0, e1, e2] = frame.axes;
-    matrix4x4<double> result{{e0.x, e0.y, e0.z, 0.0,
-                              e1.x, e1.y, e1.z, 0.0,
-                              e2.x, e2.y, e2.z, 0.0,
-                              origin.x, origin.y, origin.z, 1.0}};
+    matrix4x4<double> result{
+        {e0.x, e0.y, e0.z, 0.0, e1.x, e1.y, e1.z, 0.0, e2.x, e2.y, e2.z, 0.0, origin.x, origin.y, origin.z, 1.0}};
     if (determinant(result) < 0.0) {
         result.m[0] *= -1.0;
         result.m[1] *= -1.0;
@@ -116,10 +112,8 @@ matrix4x4<double> inverse_frame(const matrix4x4<double>& frame) noexcept
     const vec3 e2{m[8], m[9], m[10]};
     const vec3 b{m[12], m[13], m[14]};
     const auto shift = [&b](const vec3& e) { return -((b.y * e.y + b.x * e.x) + b.z * e.z); };
-    return {{e0.x, e1.x, e2.x, 0.0,
-             e0.y, e1.y, e2.y, 0.0,
-             e0.z, e1.z, e2.z, 0.0,
-             shift(e0), shift(e1), shift(e2), 1.0}};
+    return {
+        {e0.x, e1.x, e2.x, 0.0, e0.y, e1.y, e2.y, 0.0, e0.z, e1.z, e2.z, 0.0, shift(e0), shift(e1), shift(e2), 1.0}};
 }
 
 }  // namespace detail

@@ -22,8 +22,7 @@ struct principal_axes {
 /// triangles: (tr(M2) E - M2) / 12, M2 summing per triangle, in order, the
 /// area-scaled second moment of its corners and centroid about `center`.
 /// Symmetric and positive semi-definite for finite input.
-Eigen::Matrix3d shell_inertia_tensor(const triangle_surface& surface,
-                                     const point<double, 3>& center) noexcept;
+Eigen::Matrix3d shell_inertia_tensor(const triangle_surface& surface, const point<double, 3>& center) noexcept;
 
 /// The columns of U of the full singular value decomposition (BDCSVD) of
 /// `tensor`, each divided by its `stable_length`, with the singular values.

@@ -34,8 +34,7 @@ double signed_volume(const triangle_surface& surface) noexcept
     double sum = 0.0;
     if (surface.triangles.empty()) return sum;  // vertices[0] may not exist
     const point<double, 3>& reference = surface.vertices[0];
-    for (std::size_t t = 0; t < surface.triangles.size(); ++t)
-        sum += signed_volume_of_triangle(t, surface, reference);
+    for (std::size_t t = 0; t < surface.triangles.size(); ++t) sum += signed_volume_of_triangle(t, surface, reference);
     return sum;
 }
 

@@ -85,7 +85,8 @@ features_result features(const triangle_surface& surface, const features_options
     run_stage(progress, "sharp edges", [&] {
         read_sharp(is_sharp_edge(measured, options.sharp_angle_degrees, false), measured.vertices.size(), r);
     });
-    const auto map = run_stage(progress, "vertex-to-triangles map", [&] { return get_vertex_to_triangles_map(measured); });
+    const auto map =
+        run_stage(progress, "vertex-to-triangles map", [&] { return get_vertex_to_triangles_map(measured); });
     r.roughness = run_stage(progress, "roughness", [&] { return vertex_roughness(measured, map); });
     r.curvature = run_stage(progress, "curvature", [&] { return curvature(measured, map); });
     r.smoothed_curvature = run_stage(progress, "smooth curvature", [&] {

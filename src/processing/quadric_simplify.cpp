@@ -119,12 +119,12 @@ struct candidate {
 /// What the collapse loop reads of a vertex, together in one record so
 /// that a vertex met at random costs one cache miss, not one per array.
 struct vertex_state {
-    std::uint32_t version = 0;   // bumped whenever the vertex moves or its quadric grows
-    std::uint32_t valence = 0;   // live triangles around it
-    std::uint32_t mark = 0;      // ring membership, by the values of fresh_marks
+    std::uint32_t version = 0;  // bumped whenever the vertex moves or its quadric grows
+    std::uint32_t valence = 0;  // live triangles around it
+    std::uint32_t mark = 0;     // ring membership, by the values of fresh_marks
     std::uint8_t alive = 1;
-    std::uint8_t pinned = 0;      // never moved or removed
-    std::uint8_t on_boundary = 0; // on a boundary edge that may be collapsed
+    std::uint8_t pinned = 0;       // never moved or removed
+    std::uint8_t on_boundary = 0;  // on a boundary edge that may be collapsed
 };
 
 class simplifier {
@@ -262,7 +262,8 @@ private:
         const point3 mid{(pa.x + pb.x) / 2.0, (pa.y + pb.y) / 2.0, (pa.z + pb.z) / 2.0};
         // Trust the optimum only near the edge: far off it lies along a
         // nearly flat direction of the quadric.
-        if (const auto best = q.minimiser(); best && dot(sub(*best, mid), sub(*best, mid)) <= dot(sub(pa, pb), sub(pa, pb)))
+        if (const auto best = q.minimiser();
+            best && dot(sub(*best, mid), sub(*best, mid)) <= dot(sub(pa, pb), sub(pa, pb)))
             return plan{std::max(0.0, q.error(*best)), a, b, *best};
         plan p{std::max(0.0, q.error(pa)), a, b, pa};
         for (const point3& c : {pb, mid})
@@ -596,10 +597,8 @@ private:
 
     void push(const candidate& c)
     {
-        if (sorted_end_ > 0 && c < initial_[sorted_end_ - 1])
-            queue_.push(c);
-        else
-            overflow_.push_back(c);
+        if (sorted_end_ > 0 && c < initial_[sorted_end_ - 1]) queue_.push(c);
+        else overflow_.push_back(c);
     }
 
     /// Sorts the cheapest `chunk_` of the unsorted edges into place after the
@@ -694,7 +693,7 @@ private:
 
     triangle_surface& surface_;
     const collapse_options& options_;
-    std::vector<std::array<std::size_t, 2>> boundary_sides_;   // (triangle, edge) of such edges
+    std::vector<std::array<std::size_t, 2>> boundary_sides_;  // (triangle, edge) of such edges
     const progress_callback& progress_;
     std::vector<std::size_t> survivor_;  // the vertex each collapsed vertex went into
     double min_turn_cos_ = 0.0;
@@ -705,10 +704,10 @@ private:
     using queue_type = std::priority_queue<candidate, std::vector<candidate>, std::greater<candidate>>;
     std::vector<candidate> initial_;  // the edges as they stood at the start, ascending
     std::size_t next_initial_ = 0;
-    std::size_t sorted_end_ = 0;      // initial_ is sorted up to here; nothing unsorted sorts before it
-    std::vector<candidate> overflow_; // queued later, not before initial_[sorted_end_ - 1]
+    std::size_t sorted_end_ = 0;       // initial_ is sorted up to here; nothing unsorted sorts before it
+    std::vector<candidate> overflow_;  // queued later, not before initial_[sorted_end_ - 1]
     std::size_t chunk_ = 0;
-    queue_type queue_;                // the edges queued since
+    queue_type queue_;  // the edges queued since
     std::size_t live_ = 0;
     collapse_counts counts_;
     // Scratch lists of one collapse, kept to save allocations.

@@ -57,8 +57,7 @@ weld_options simplify_weld_options()
     return w;
 }
 
-simplify_result simplify(triangle_surface& surface, const simplify_options& options,
-                         const progress_callback& progress)
+simplify_result simplify(triangle_surface& surface, const simplify_options& options, const progress_callback& progress)
 {
     triangle_surface& s = surface;
     simplify_result r;

@@ -224,8 +224,8 @@ welded_figures welded_euler_characteristic(const Zelkov::Geometry::triangle_surf
     for (const unsigned char u : used) f.vertices += u;
     for (std::size_t i = 0; i < sides.size(); ++i)
         f.edges += i == 0 || sides[i].low != sides[i - 1].low || sides[i].high != sides[i - 1].high;
-    f.euler_characteristic = static_cast<long long>(f.vertices) - static_cast<long long>(f.edges) +
-                       static_cast<long long>(f.triangles);
+    f.euler_characteristic =
+        static_cast<long long>(f.vertices) - static_cast<long long>(f.edges) + static_cast<long long>(f.triangles);
     return f;
 }
 
@@ -249,7 +249,6 @@ bool investigation_is_affordable(const Zelkov::Geometry::triangle_surface& surfa
     }
     return true;
 }
-
 
 }  // namespace Zelkov::Processing::detail
 

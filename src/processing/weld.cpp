@@ -16,8 +16,8 @@ weld_result weld(triangle_surface& surface, const weld_options& options, const p
     constexpr std::size_t removed = std::numeric_limits<std::size_t>::max();
     weld_result r;
     const std::size_t v0 = surface.vertices.size(), t0 = surface.triangles.size();
-    r.vertex_map = detail::run_stage(progress, "unique",
-                                     [&] { return unique(surface, options.consider_orientation).first; });
+    r.vertex_map =
+        detail::run_stage(progress, "unique", [&] { return unique(surface, options.consider_orientation).first; });
     r.vertices_merged = v0 - surface.vertices.size();
     r.triangles_merged = t0 - surface.triangles.size();
     if (options.remove_degenerate)

@@ -35,8 +35,7 @@ void copy_vertices(triangle_surface& surface, const_span_vertices vertices)
 
 }  // namespace
 
-triangle_surface_with_success make_triangle_surface(const_span_vertices vertices,
-                                                    const_span_triangles triangles)
+triangle_surface_with_success make_triangle_surface(const_span_vertices vertices, const_span_triangles triangles)
 {
     switch (judge_spans(vertices, triangles)) {
     case span_verdict::rejected: return {{}, false};

@@ -6,8 +6,7 @@
 
 namespace Zelkov::Geometry::detail {
 
-inline double det3(double a, double b, double c, double d, double e, double f, double g, double h,
-                   double i) noexcept
+inline double det3(double a, double b, double c, double d, double e, double f, double g, double h, double i) noexcept
 {
     return a * (e * i - f * h) - b * (d * i - f * g) + c * (d * h - e * g);
 }

@@ -10,8 +10,7 @@ namespace {
 
 point<double, 3> map_point(const point<double, 3>& p, const double* m) noexcept
 {
-    return {p.x * m[0] + p.y * m[4] + p.z * m[8] + m[12],
-            p.x * m[1] + p.y * m[5] + p.z * m[9] + m[13],
+    return {p.x * m[0] + p.y * m[4] + p.z * m[8] + m[12], p.x * m[1] + p.y * m[5] + p.z * m[9] + m[13],
             p.x * m[2] + p.y * m[6] + p.z * m[10] + m[14]};
 }
 

@@ -16,15 +16,15 @@ double get_area(const point<double, 3>& a, const point<double, 3>& b, const poin
     return scaled_length(cross(sub(b, a), sub(c, a))) / 2.0;
 }
 
-point<double, 3> get_normal(const point<double, 3>& a, const point<double, 3>& b,
-                            const point<double, 3>& c, bool unit_length)
+point<double, 3> get_normal(const point<double, 3>& a, const point<double, 3>& b, const point<double, 3>& c,
+                            bool unit_length)
 {
     const point<double, 3> n = cross(sub(b, a), sub(c, a));
     return unit_length ? detail::divide(n, scaled_length(n)) : n;
 }
 
-void circumsphere(point<double, 3>& center, double& radius, const point<double, 3>& a,
-                  const point<double, 3>& b, const point<double, 3>& c)
+void circumsphere(point<double, 3>& center, double& radius, const point<double, 3>& a, const point<double, 3>& b,
+                  const point<double, 3>& c)
 {
     // Relative to a: centre = (|u|^2 (w x u) + |v|^2 (v x w)) / (2 |w|^2) with
     // u = b - a, v = c - a and w = u x v, the classical closed form that keeps
@@ -51,16 +51,15 @@ double angle_between(const point<double, 3>& u, const point<double, 3>& v)
 
 }  // namespace
 
-void get_angles(double& angle_a, double& angle_b, double& angle_c, const point<double, 3>& a,
-                const point<double, 3>& b, const point<double, 3>& c)
+void get_angles(double& angle_a, double& angle_b, double& angle_c, const point<double, 3>& a, const point<double, 3>& b,
+                const point<double, 3>& c)
 {
     angle_a = angle_between(sub(b, a), sub(c, a));
     angle_b = angle_between(sub(c, b), sub(a, b));
     angle_c = angle_between(sub(a, c), sub(b, c));
 }
 
-triangle_info compute_triangle_info(const point<double, 3>& a, const point<double, 3>& b,
-                                    const point<double, 3>& c)
+triangle_info compute_triangle_info(const point<double, 3>& a, const point<double, 3>& b, const point<double, 3>& c)
 {
     triangle_info info{};
     info.unnormalised_normal = cross(sub(b, a), sub(c, a));

@@ -122,7 +122,8 @@ testing::AssertionResult stars_in_step(const neighbourhood_cache& cache)
             // A vertex that has lost its last triangle may be left naming the
             // spare row, or with an emptied set; it is not walked.
             const bool spare = det::is_corner_entry(entry) && det::entry_triangle(entry) == cache.no_triangle;
-            const bool emptied = det::is_set_entry(entry) && cache.vertex_triangle_sets[det::entry_triangle(entry)].empty();
+            const bool emptied =
+                det::is_set_entry(entry) && cache.vertex_triangle_sets[det::entry_triangle(entry)].empty();
             if (entry != SIZE_MAX && !spare && !emptied)
                 return testing::AssertionFailure() << "vertex " << v << " has no triangles but the entry " << entry;
             continue;

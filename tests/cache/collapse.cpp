@@ -115,7 +115,8 @@ TEST(NeighbourhoodCacheCollapse, InteriorVertexOntoABoundaryOneStaysOnThePlainPa
     auto surface = Zelkov::Meshgen::grid(2, 2);
     neighbourhood_cache cache(surface, {});
     const std::size_t boundary_entry = cache.vertex_corners[1];
-    EXPECT_EQ(entries::entry_triangle(boundary_entry), 2u);  // the end of the fan of 1 away from the collapsed triangles
+    EXPECT_EQ(entries::entry_triangle(boundary_entry),
+              2u);                                         // the end of the fan of 1 away from the collapsed triangles
     EXPECT_EQ(cache.collapse_edge(edge{3, code(2)}), 4u);  // removes boundary vertex 1
     EXPECT_EQ(surface.triangles[0][0], none);
     EXPECT_EQ(surface.triangles[3][0], none);
@@ -139,7 +140,8 @@ TEST(NeighbourhoodCacheCollapse, ClosedRegularMeshLosesTwoTriangles)
     const std::size_t twin = entries::neighbour_of(cache.triangle_neighbours[7][0]);
     const tri u = surface.triangles[twin];
     const std::size_t x = u[0] != t[0] && u[0] != t[1] ? u[0] : u[1] != t[0] && u[1] != t[1] ? u[1] : u[2];
-    const std::size_t before_x = live_triangles_of(surface, x).size(), before_y = live_triangles_of(surface, t[2]).size();
+    const std::size_t before_x = live_triangles_of(surface, x).size(),
+                      before_y = live_triangles_of(surface, t[2]).size();
     const std::size_t valence = live_triangles_of(surface, t[0]).size() + live_triangles_of(surface, t[1]).size();
 
     EXPECT_EQ(cache.collapse_edge(edge{7, code(0) + 1}), t[0]);  // the low bit is not read
@@ -259,8 +261,7 @@ triangle_surface tangle(std::size_t n, std::size_t v)
 {
     std::mt19937_64 random(n * v);
     triangle_surface s{std::vector<point3>(v), std::vector<tri>(n)};
-    for (auto& t : s.triangles)
-        do {
+    for (auto& t : s.triangles) do {
             for (auto& corner : t) corner = random() % v;
         } while (t[0] == t[1] || t[1] == t[2] || t[2] == t[0]);
     return s;
@@ -269,9 +270,15 @@ triangle_surface tangle(std::size_t n, std::size_t v)
 std::vector<triangle_surface> random_run_surfaces()
 {
     using namespace Zelkov::Meshgen;
-    return {shuffled(torus(9, 7), 1),    shuffled(icosphere(1), 2),        turned_every(torus(8, 6), 5),
-            box(),                       shuffled(grid(8, 6), 3),          turned_every(shuffled(grid(9, 5), 4), 3),
-            fan(10, false),              book(8),                          tangle(80, 24)};
+    return {shuffled(torus(9, 7), 1),
+            shuffled(icosphere(1), 2),
+            turned_every(torus(8, 6), 5),
+            box(),
+            shuffled(grid(8, 6), 3),
+            turned_every(shuffled(grid(9, 5), 4), 3),
+            fan(10, false),
+            book(8),
+            tangle(80, 24)};
 }
 
 struct run_result {
@@ -301,7 +308,8 @@ run_result collapse_at_random(triangle_surface& surface, link_width width, std::
         EXPECT_EQ(cache.vertex_corners[before[(k + 1) % 3]], none);
         EXPECT_EQ(surface.triangles.size(), rows);
         const auto checked = in_step(cache);
-        EXPECT_TRUE(checked) << "after collapse " << collapses << " of edge " << k << " of " << t << " (seed " << seed << ")";
+        EXPECT_TRUE(checked) << "after collapse " << collapses << " of edge " << k << " of " << t << " (seed " << seed
+                             << ")";
         if (!checked) break;
     }
     run_result result{surface.triangles, state_of(cache), collapses};

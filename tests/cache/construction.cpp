@@ -172,10 +172,12 @@ TEST(NeighbourhoodCache, ThreeTrianglesOnOneEdgeMakeSetVertices)
         const auto& cache = built.cache;
         const auto reports = built.log.sorted();
         ASSERT_EQ(reports.size(), 7u);
-        const auto non_manifold = std::find_if(reports.begin(), reports.end(), [](const edge_report& r) { return !std::get<2>(r); });
+        const auto non_manifold =
+            std::find_if(reports.begin(), reports.end(), [](const edge_report& r) { return !std::get<2>(r); });
         ASSERT_NE(non_manifold, reports.end());
         EXPECT_EQ(std::get<1>(*non_manifold), 0u);  // edge 0 of whichever triangle reports it
-        EXPECT_EQ(std::count_if(reports.begin(), reports.end(), [](const edge_report& r) { return std::get<2>(r); }), 6);
+        EXPECT_EQ(std::count_if(reports.begin(), reports.end(), [](const edge_report& r) { return std::get<2>(r); }),
+                  6);
         for (std::size_t t = 0; t < 3; ++t) EXPECT_EQ(cache.triangle_neighbours[t][0] >> 1, 3u * 4);
 
         // Sets are numbered in the order of the first unreached corner: vertex 0, then vertex 1.
@@ -216,7 +218,7 @@ std::vector<triangle_surface> link_test_surfaces()
     for (std::size_t t = 0; t < mixed.triangles.size(); t += 7) turn.push_back(t);
     Zelkov::Geometry::invert(mixed, turn);
     surfaces.push_back(std::move(mixed));
-    surfaces.push_back(surface_of(random_triangles(6000, 40, 4), 40));     // large groups of equal keys
+    surfaces.push_back(surface_of(random_triangles(6000, 40, 4), 40));      // large groups of equal keys
     surfaces.push_back(surface_of(random_triangles(3000, 2000, 5), 2000));  // sparse pairs and boundaries
     return surfaces;
 }
@@ -231,10 +233,8 @@ TEST(NeighbourhoodCache, LinksEqualTheDefinitionAtBothWidths)
             const auto state = state_of(cache);
             EXPECT_EQ(state.neighbours, expected);
             EXPECT_TRUE(in_step(cache));
-            if (first)
-                EXPECT_EQ(state, *first);
-            else
-                first = state;
+            if (first) EXPECT_EQ(state, *first);
+            else first = state;
         }
     }
 }

@@ -26,7 +26,10 @@ triangle_surface grid_and_box()
     return s;
 }
 
-std::size_t count(const marks_t& marks) { return std::count_if(marks.begin(), marks.end(), [](auto m) { return m != 0; }); }
+std::size_t count(const marks_t& marks)
+{
+    return std::count_if(marks.begin(), marks.end(), [](auto m) { return m != 0; });
+}
 
 TEST(ExpandMarked, VertexStepsFloodOneComponentAndStop)
 {
@@ -45,8 +48,7 @@ TEST(ExpandMarked, VertexStepsFloodOneComponentAndStop)
     // grid's own boundary is not outside.
     EXPECT_FALSE(shrink_marked(s, marks));
     marks[17] = 0;
-    while (shrink_marked(s, marks)) {
-    }
+    while (shrink_marked(s, marks)) {}
     EXPECT_EQ(count(marks), 0u);
 }
 
@@ -98,8 +100,7 @@ TEST(ExpandMarked, AngleLimitFollowsTheNormals)
     EXPECT_FALSE(expand_marked(box, marks, 1, 0.1));
     // cos(pi / 2) computes to just above 0, so right angles do not pass it.
     EXPECT_FALSE(expand_marked(box, marks, 1, pi / 2));
-    while (expand_marked(box, marks, 1, 1.6)) {
-    }
+    while (expand_marked(box, marks, 1, 1.6)) {}
     EXPECT_EQ(count(marks), 12u);
 
     // A degenerate neighbour has a NaN normal and is never crossed.
@@ -110,7 +111,8 @@ TEST(ExpandMarked, AngleLimitFollowsTheNormals)
 
 TEST(ExpandMarked, EdgeOfThreeTrianglesCountsItsFirstTwo)
 {
-    const triangle_surface s{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 1, 1}, {0, 1, -1}}, {{0, 1, 2}, {1, 0, 3}, {1, 0, 4}}};
+    const triangle_surface s{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 1, 1}, {0, 1, -1}},
+                             {{0, 1, 2}, {1, 0, 3}, {1, 0, 4}}};
     // In one thread the triangles arrive in index order, so t0 and t1 pair up.
     marks_t marks{1, 0, 0};
     EXPECT_TRUE(in_arena(1, [&] { return expand_marked(s, marks, 1, pi); }));

@@ -28,9 +28,8 @@ std::vector<std::size_t> names(const triangle_surface& s)
 TEST(RemoveTriangles, FillsHolesFromTheEnd)
 {
     const std::vector<std::pair<list, list>> cases{
-        {{1, 3}, {0, 4, 2}},  {{1, 4}, {0, 3, 2}},       {{0, 1, 2, 3, 4}, {}},
-        {{1, 1}, {0, 3, 2}},  {{2, 7, 9}, {0, 1, 4, 3}}, {{}, {0, 1, 2, 3, 4}},
-        {{4}, {0, 1, 2, 3}},  {{0}, {4, 1, 2, 3}},
+        {{1, 3}, {0, 4, 2}},       {{1, 4}, {0, 3, 2}},   {{0, 1, 2, 3, 4}, {}}, {{1, 1}, {0, 3, 2}},
+        {{2, 7, 9}, {0, 1, 4, 3}}, {{}, {0, 1, 2, 3, 4}}, {{4}, {0, 1, 2, 3}},   {{0}, {4, 1, 2, 3}},
     };
     for (const auto& [indices, expected] : cases) {
         auto s = five();

@@ -112,9 +112,7 @@ TEST(UniqueVertices, SameInEveryArenaUpToTheSignOfZero)
 
 TEST(UniqueTriangles, CanonicalRotationIsOneRotationPerOrientation)
 {
-    auto rotations = [](const tri& t) {
-        return std::vector<tri>{t, {t[1], t[2], t[0]}, {t[2], t[0], t[1]}};
-    };
+    auto rotations = [](const tri& t) { return std::vector<tri>{t, {t[1], t[2], t[0]}, {t[2], t[0], t[1]}}; };
     for (std::size_t code = 0; code < 64; ++code) {
         const tri t{code % 4, code / 4 % 4, code / 16};
         const auto canonical = detail::canonical_rotation(t);
@@ -126,8 +124,10 @@ TEST(UniqueTriangles, CanonicalRotationIsOneRotationPerOrientation)
             EXPECT_NE(detail::canonical_rotation({t[1], t[0], t[2]}), canonical);
         }
     }
-    for (const tri t : {tri{4, 4, 9}, tri{4, 9, 4}, tri{9, 4, 4}}) EXPECT_EQ(detail::canonical_rotation(t), (tri{4, 9, 4}));
-    for (const tri t : {tri{4, 9, 9}, tri{9, 4, 9}, tri{9, 9, 4}}) EXPECT_EQ(detail::canonical_rotation(t), (tri{4, 9, 9}));
+    for (const tri t : {tri{4, 4, 9}, tri{4, 9, 4}, tri{9, 4, 4}})
+        EXPECT_EQ(detail::canonical_rotation(t), (tri{4, 9, 4}));
+    for (const tri t : {tri{4, 9, 9}, tri{9, 4, 9}, tri{9, 9, 4}})
+        EXPECT_EQ(detail::canonical_rotation(t), (tri{4, 9, 9}));
     EXPECT_EQ(detail::canonical_rotation({5, 3, 1}), (tri{1, 5, 3}));
     EXPECT_EQ(detail::canonical_rotation({5, 1, 3}), (tri{1, 3, 5}));
 }

@@ -83,7 +83,9 @@ TEST(ClassifyVertexTopology, RanksTheCodesOfTheEdgesAtEachVertex)
 
 TEST(ClassifyVertexTopology, NamedSurfaces)
 {
-    const auto codes = [](const triangle_surface& s) { return classify_vertex_topology(adjacency_matrix_with_edge_count(s, true)); };
+    const auto codes = [](const triangle_surface& s) {
+        return classify_vertex_topology(adjacency_matrix_with_edge_count(s, true));
+    };
     const auto triangle = surface_of({{0, 1, 2}});
     EXPECT_EQ(codes(triangle), (std::vector<int>{1, 1, 1}));
     // Without the symmetric pattern only 2 -> 0 lies below the diagonal.

@@ -38,7 +38,11 @@ figures figures_of(const triangle_surface& s) { return figures_of(report(s)); }
 /// Counts all stream buffer synchronisations, which is what a flush does.
 struct flush_counter : std::stringbuf {
     int flushes = 0;
-    int sync() override { ++flushes; return std::stringbuf::sync(); }
+    int sync() override
+    {
+        ++flushes;
+        return std::stringbuf::sync();
+    }
 };
 
 TEST(Investigate, WritesTheNineLinesExactly)
@@ -79,7 +83,7 @@ TEST(Investigate, RealMeshesAgreeWithTheirKnownFigures)
     // {file, boundary edges, sides on misoriented edges}; none of them
     // repeats a vertex in a triangle.
     const std::vector<std::tuple<std::string, std::size_t, std::size_t>> meshes{
-        {"spot.obj", 0, 0},       {"bunny.obj", 223, 0},       {"moebius.ply", 80, 10},
+        {"spot.obj", 0, 0},           {"bunny.obj", 223, 0},         {"moebius.ply", 80, 10},
         {"moebius_big.ply", 160, 20}, {"two_cubes_edge.stl", 72, 0}, {"capsule_degenerate.obj", 302, 0}};
     for (const auto& [file, boundary, misoriented] : meshes) {
         ZELKOV_SHARED_MESH(path, file);

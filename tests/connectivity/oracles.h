@@ -15,7 +15,10 @@
 
 namespace Zelkov::Testing {
 
-inline std::size_t occurrences(const tri& t, std::size_t v) { return static_cast<std::size_t>(std::count(t.begin(), t.end(), v)); }
+inline std::size_t occurrences(const tri& t, std::size_t v)
+{
+    return static_cast<std::size_t>(std::count(t.begin(), t.end(), v));
+}
 
 /// Whether some i has t[i] = a and t[i+1 mod 3] = b.
 inline bool runs(const tri& t, std::size_t a, std::size_t b)
@@ -60,8 +63,17 @@ inline std::vector<std::pair<std::string, triangle_surface>> awkward_surfaces()
 
     // Four triangles on edge (0, 1), one of them turned, a duplicate, a turned
     // duplicate and triangles with repeated corners, and two free points.
-    surfaces.emplace_back("mixed", surface_of({{0, 1, 2}, {1, 0, 3}, {0, 1, 4}, {1, 0, 5}, {2, 1, 6}, {0, 1, 2},
-                                               {2, 1, 0}, {6, 6, 2}, {3, 7, 3}, {7, 7, 7}, {4, 5, 4}},
+    surfaces.emplace_back("mixed", surface_of({{0, 1, 2},
+                                               {1, 0, 3},
+                                               {0, 1, 4},
+                                               {1, 0, 5},
+                                               {2, 1, 6},
+                                               {0, 1, 2},
+                                               {2, 1, 0},
+                                               {6, 6, 2},
+                                               {3, 7, 3},
+                                               {7, 7, 7},
+                                               {4, 5, 4}},
                                               2));
     for (std::uint64_t seed : {1, 2, 3}) {
         std::mt19937_64 random(seed);

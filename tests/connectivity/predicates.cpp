@@ -47,7 +47,8 @@ TEST(TopologyPredicates, EqualTheDefinitionThroughTheEdgeCount)
                     if (triangles_on(ts, w, a, false).size() >= 3) on_non_manifold_edge = true;
                 }
             }
-            const bool boundary = std::any_of(left_over.begin(), left_over.end(), [](auto& p) { return p.second == 1; });
+            const bool boundary =
+                std::any_of(left_over.begin(), left_over.end(), [](auto& p) { return p.second == 1; });
             ASSERT_EQ(is_boundary_vertex(a, s, map), boundary) << name << " vertex " << a;
             ASSERT_EQ(is_non_manifold_vertex(a, s, map), on_non_manifold_edge) << name << " vertex " << a;
         }
@@ -76,7 +77,8 @@ TEST(TopologyPredicates, TurnedAndPinchedSurfaces)
     EXPECT_FALSE(is_manifold(tetra, map, true) || is_bad(tetra, map, false));
 
     // Two tetrahedra on one shared vertex (3): closed, and the pinch is not seen.
-    const auto pinched = surface_of({{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}, {3, 5, 4}, {3, 4, 6}, {3, 6, 5}, {4, 5, 6}});
+    const auto pinched =
+        surface_of({{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}, {3, 5, 4}, {3, 4, 6}, {3, 6, 5}, {4, 5, 6}});
     EXPECT_TRUE(is_manifold(pinched, get_vertex_to_triangles_map(pinched), true));
     EXPECT_FALSE(is_non_manifold_vertex(3, pinched, get_vertex_to_triangles_map(pinched)));
     EXPECT_TRUE(is_manifold(triangle_surface{}, {}, true));

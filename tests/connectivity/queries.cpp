@@ -124,9 +124,9 @@ TEST(TriangleNeighbourIndices, EqualsTheDefinitionOnEveryTriangle)
         ASSERT_EQ(all.size(), s.triangles.size());
         for (std::size_t t = 0; t < s.triangles.size(); ++t) {
             std::set<std::size_t> expected;
-            for (const auto& side : {edge{s.triangles[t][1], s.triangles[t][2]},
-                                     edge{s.triangles[t][2], s.triangles[t][0]},
-                                     edge{s.triangles[t][0], s.triangles[t][1]}})
+            for (const auto& side :
+                 {edge{s.triangles[t][1], s.triangles[t][2]}, edge{s.triangles[t][2], s.triangles[t][0]},
+                  edge{s.triangles[t][0], s.triangles[t][1]}})
                 for (const std::size_t u : triangles_on(s.triangles, side[0], side[1], false))
                     if (u != t) expected.insert(u);
             ASSERT_EQ(all[t], ids(expected.begin(), expected.end())) << name << " triangle " << t;

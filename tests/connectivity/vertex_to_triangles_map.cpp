@@ -73,9 +73,8 @@ TEST(VertexToTrianglesMap, BucketsAreVertexDisjointAscendingAndComplete)
                                   Zelkov::Meshgen::shuffled(Zelkov::Meshgen::torus(40, 30), 3).triangles}) {
         for (int threads : {1, 2, 3, 8}) {
             std::size_t bucket_count = 0, vertex_count = 0;
-            const auto buckets = in_arena(threads, [&] {
-                return detail::assign_triangle_buckets(tspan(triangles), bucket_count, vertex_count);
-            });
+            const auto buckets = in_arena(
+                threads, [&] { return detail::assign_triangle_buckets(tspan(triangles), bucket_count, vertex_count); });
             EXPECT_EQ(bucket_count, std::min<std::size_t>(triangles.size() / 10, threads) + 1);
             std::vector<std::size_t> owner(vertex_count, SIZE_MAX);
             std::vector<int> seen(triangles.size(), 0);
@@ -98,8 +97,8 @@ TEST(VertexToTrianglesMap, BucketsAreVertexDisjointAscendingAndComplete)
 TEST(VertexToTrianglesMap, EqualsTheDefinitionForAnyThreadCount)
 {
     const auto fan = Zelkov::Meshgen::fan(500);
-    for (const auto& triangles : {random_triangles(20000, 3000, 4), random_triangles(19, 5, 5),
-                                  fan.triangles, Zelkov::Meshgen::shuffled(Zelkov::Meshgen::icosphere(4), 6).triangles}) {
+    for (const auto& triangles : {random_triangles(20000, 3000, 4), random_triangles(19, 5, 5), fan.triangles,
+                                  Zelkov::Meshgen::shuffled(Zelkov::Meshgen::icosphere(4), 6).triangles}) {
         const auto expected = brute_force_map(triangles);
         for (int threads : {1, 2, 3, 8})
             EXPECT_EQ(in_arena(threads, [&] { return get_vertex_to_triangles_map(tspan(triangles)); }), expected)

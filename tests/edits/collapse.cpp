@@ -30,8 +30,9 @@ TEST(CollapseTriangle, FurtherNeighboursAreHalvedAtTheApex)
     auto d = on_line(6, {{1, 2, 4}, {2, 1, 5}, {2, 1, 5}, {1, 2, 3}, {0, 1, 2}});
     auto dmap = get_vertex_to_triangles_map(d);
     EXPECT_TRUE(collapse_triangle(4, 0, d, dmap));
-    EXPECT_EQ(d.triangles, (std::vector<tri>{{0, 2, 4}, {0, 1, 5}, {0, 1, 5}, {1, 0, 3}, {0, 1, 4}, {2, 0, 5},
-                                             {2, 0, 5}, {0, 2, 3}}));
+    EXPECT_EQ(
+        d.triangles,
+        (std::vector<tri>{{0, 2, 4}, {0, 1, 5}, {0, 1, 5}, {1, 0, 3}, {0, 1, 4}, {2, 0, 5}, {2, 0, 5}, {0, 2, 3}}));
     EXPECT_TRUE(check_vertex_to_triangles_map(d, dmap));
 }
 

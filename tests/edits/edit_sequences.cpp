@@ -23,7 +23,7 @@ triangle_surface grid_with_oddities()
     const std::size_t extra = s.vertices.size();
     s.vertices.push_back({2.5, 2.5, 1.0});
     s.vertices.push_back({1.5, 0.5, -1.0});
-    const std::vector<tri> oddities{{0, 1, 7},  {7, 1, 0},  {3, 3, 9},      {4, 4, 4},        {8, 9, 8},
+    const std::vector<tri> oddities{{0, 1, 7},  {7, 1, 0},  {3, 3, 9},     {4, 4, 4},         {8, 9, 8},
                                     {7, 8, 14}, {7, 8, 14}, {7, 8, extra}, {8, 7, extra + 1}, {20, 20, 21}};
     s.triangles.insert(s.triangles.end(), oddities.begin(), oddities.end());
     return s;
@@ -64,30 +64,32 @@ public:
         // can grow the surface geometrically: past a size, only flips remain.
         const bool may_grow = n + on_edge.size() < 2000;
         switch (may_grow ? random_() % 10 : 6 + random_() % 4) {
-            case 0: split_triangle_in_three(t, s_, map_); break;
-            case 1: split_edge(e, weight(), s_, map_); break;
-            case 2: split_edge(e, weight(), s_, map_, labels_), parents = on_edge; break;
-            case 3: split_edge(e, pick_vertex(t), s_, map_, labels_), parents = on_edge; break;
-            case 4:
-                if (on_edge.empty()) return;
-                split_boundary_edge(e, pick_vertex(t), s_, map_, labels_);
-                parents = {on_edge.front()};
-                break;
-            case 5: {
-                const std::size_t side = triangle_indices_from_edge(
-                    {s_.triangles[t][(corner + 1) % 3], s_.triangles[t][(corner + 2) % 3]}, s_, map_, false).size();
-                if (n + side > 2000) return;
-                changed = collapse_triangle(t, corner, s_, map_);
-                EXPECT_EQ(changed, side >= 2);
-                if (changed) {
-                    EXPECT_EQ(s_.triangles.size() + 2, n + side);
-                }
-                break;
+        case 0: split_triangle_in_three(t, s_, map_); break;
+        case 1: split_edge(e, weight(), s_, map_); break;
+        case 2: split_edge(e, weight(), s_, map_, labels_), parents = on_edge; break;
+        case 3: split_edge(e, pick_vertex(t), s_, map_, labels_), parents = on_edge; break;
+        case 4:
+            if (on_edge.empty()) return;
+            split_boundary_edge(e, pick_vertex(t), s_, map_, labels_);
+            parents = {on_edge.front()};
+            break;
+        case 5: {
+            const std::size_t side =
+                triangle_indices_from_edge({s_.triangles[t][(corner + 1) % 3], s_.triangles[t][(corner + 2) % 3]}, s_,
+                                           map_, false)
+                    .size();
+            if (n + side > 2000) return;
+            changed = collapse_triangle(t, corner, s_, map_);
+            EXPECT_EQ(changed, side >= 2);
+            if (changed) {
+                EXPECT_EQ(s_.triangles.size() + 2, n + side);
             }
-            case 6: changed = flip_edge(e, s_, map_); break;
-            case 7: changed = flip_if_random(e); break;
-            case 8: changed = relax_edge(e, s_, map_); break;
-            default: changed = relax_edge(e, s_, map_, 1.0); break;
+            break;
+        }
+        case 6: changed = flip_edge(e, s_, map_); break;
+        case 7: changed = flip_if_random(e); break;
+        case 8: changed = relax_edge(e, s_, map_); break;
+        default: changed = relax_edge(e, s_, map_, 1.0); break;
         }
         check_labels(n, parents);
         if (!changed) {
@@ -161,8 +163,7 @@ private:
 TEST(EditSequences, MapStaysInStepThroughMixedEdits)
 {
     const std::vector<triangle_surface> starts{Zelkov::Meshgen::jittered(Zelkov::Meshgen::grid(6, 6), 0.25, 3),
-                                               grid_with_oddities(), random_soup(5), random_soup(6),
-                                               random_soup(7)};
+                                               grid_with_oddities(), random_soup(5), random_soup(6), random_soup(7)};
     for (std::size_t i = 0; i < starts.size(); ++i) {
         edit_run run(starts[i], 100 + i);
         for (int k = 0; k < 1000 && !testing::Test::HasFatalFailure(); ++k) run.step();

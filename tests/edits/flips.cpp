@@ -99,8 +99,7 @@ TEST(RelaxEdge, CoCircularSquareFlipsOnlyWithoutMinAngle)
 {
     auto s = unit_square();
     auto map = get_vertex_to_triangles_map(s);
-    for (const double min_angle : {-1.0, 0.0, 1.0})
-        EXPECT_FALSE(relax_edge({0, 2}, s, map, min_angle)) << min_angle;
+    for (const double min_angle : {-1.0, 0.0, 1.0}) EXPECT_FALSE(relax_edge({0, 2}, s, map, min_angle)) << min_angle;
     EXPECT_EQ(s.triangles, unit_square().triangles);
 
     EXPECT_TRUE(relax_edge({0, 2}, s, map));

@@ -9,10 +9,7 @@ using namespace Zelkov::Geometry;
 using namespace Zelkov::Testing;
 
 /// Two triangles on the edge (0, 1), running it in opposite directions.
-triangle_surface two_triangles()
-{
-    return {{{4, 8, 0}, {0, 0, 4}, {1, 1, 1}, {2, -1, 0}}, {{0, 1, 2}, {1, 0, 3}}};
-}
+triangle_surface two_triangles() { return {{{4, 8, 0}, {0, 0, 4}, {1, 1, 1}, {2, -1, 0}}, {{0, 1, 2}, {1, 0, 3}}}; }
 
 TEST(EdgeCorners, RepeatedVerticesTakeTheirFirstFreeCorner)
 {

@@ -14,8 +14,8 @@ using namespace Zelkov::Geometry;
 TEST(VertexRoughness, FlatRingIsZeroAndLoneVerticesAreMarked)
 {
     auto fan = Zelkov::Meshgen::fan(8);
-    fan.vertices.push_back({5, 5, 5});             // isolated
-    fan.vertices.push_back(fan.vertices[1]);       // coincides with vertex 1 ...
+    fan.vertices.push_back({5, 5, 5});                         // isolated
+    fan.vertices.push_back(fan.vertices[1]);                   // coincides with vertex 1 ...
     fan.triangles.push_back({1, fan.vertices.size() - 1, 1});  // ... and only neighbours it
     const auto r = vertex_roughness(fan);
     ASSERT_EQ(r.size(), fan.vertices.size());

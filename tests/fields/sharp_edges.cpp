@@ -65,8 +65,8 @@ TEST(IsSharpEdge, BoundaryAndCrowdedEdgesNeverAre)
     s.triangles.push_back({0, 1, 4});  // a third triangle on (0, 1)
     for (double angle : {0.0, 30.0, 170.0}) {
         EXPECT_FALSE(single_edge(s, {0, 1}, angle, true));
-        EXPECT_FALSE(single_edge(s, {0, 2}, angle, true));  // boundary
-        EXPECT_FALSE(single_edge(s, {2, 3}, angle, false)); // no triangle at all
+        EXPECT_FALSE(single_edge(s, {0, 2}, angle, true));   // boundary
+        EXPECT_FALSE(single_edge(s, {2, 3}, angle, false));  // no triangle at all
         const auto m = is_sharp_edge(s, angle, true);
         EXPECT_EQ(m.coeff(0, 1), 0.0);
         EXPECT_EQ(m.coeff(2, 0), 0.0);
@@ -95,8 +95,7 @@ TEST(IsSharpEdge, WholeSurfaceEdgeCases)
 
     // A repeated corner stores its diagonal slot: the index of the first
     // triangle that runs a -> a.
-    const triangle_surface repeated{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0}},
-                                    {{0, 1, 2}, {3, 3, 1}, {1, 3, 3}}};
+    const triangle_surface repeated{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0}}, {{0, 1, 2}, {3, 3, 1}, {1, 3, 3}}};
     const auto m = is_sharp_edge(repeated, 30.0, true);
     EXPECT_EQ(m.coeff(3, 3), 1.0);
     EXPECT_EQ(m.coeff(0, 0), 0.0);

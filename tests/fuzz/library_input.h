@@ -75,12 +75,12 @@ private:
 
 /// Ends the run with a message when a promise is broken, so that the fuzzer
 /// keeps the input.
-#define ZELKOV_FUZZ_CHECK(condition)                                                        \
-    do {                                                                                    \
-        if (!(condition)) {                                                                 \
-            std::fprintf(stderr, "%s:%d: broken promise: %s\n", __FILE__, __LINE__, #condition); \
-            std::abort();                                                                   \
-        }                                                                                   \
+#define ZELKOV_FUZZ_CHECK(condition)                                                                                   \
+    do {                                                                                                               \
+        if (!(condition)) {                                                                                            \
+            std::fprintf(stderr, "%s:%d: broken promise: %s\n", __FILE__, __LINE__, #condition);                       \
+            std::abort();                                                                                              \
+        }                                                                                                              \
     } while (false)
 
 }  // namespace Zelkov::Fuzzing

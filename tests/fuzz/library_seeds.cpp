@@ -63,8 +63,8 @@ std::string encode_construction(const triangle_surface& s)
 std::vector<triangle_surface> small_surfaces()
 {
     using namespace Zelkov::Meshgen;
-    std::vector<triangle_surface> list{tetrahedron(), box(), grid(2, 2), grid(3, 1), fan(6), fan(4, false),
-                                       torus(4, 3), shuffled(box(), 5), soup(tetrahedron())};
+    std::vector<triangle_surface> list{tetrahedron(), box(),       grid(2, 2),         grid(3, 1),         fan(6),
+                                       fan(4, false), torus(4, 3), shuffled(box(), 5), soup(tetrahedron())};
     // A bow tie, a fin of three triangles on one edge, a duplicate and a
     // turned-over twin, a triangle repeating a corner, a free point.
     triangle_surface odd = grid(2, 1);

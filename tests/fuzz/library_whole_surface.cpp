@@ -74,7 +74,8 @@ void connectivity(const triangle_surface& s, const vertex_to_triangles_map& map)
         (void)vertex_on_sharp_edge(v, s, map, 45.0, true);
     }
     for (const bool oriented : {false, true})
-        ZELKOV_FUZZ_CHECK(s.triangles.empty() ? !is_bad(s, map, oriented) : is_bad(s, map, oriented) != is_manifold(s, map, oriented));
+        ZELKOV_FUZZ_CHECK(s.triangles.empty() ? !is_bad(s, map, oriented)
+                                              : is_bad(s, map, oriented) != is_manifold(s, map, oriented));
     ZELKOV_FUZZ_CHECK(count_topologically_degenerate_triangles(s) <= s.triangles.size());
     (void)adjacency_matrix(s, false);
     (void)adjacency_matrix(s, true);
@@ -111,7 +112,8 @@ void cleanup(const triangle_surface& s, Zelkov::Fuzzing::input& in)
     ZELKOV_FUZZ_CHECK(is_valid(trimmed) && old_to_new.size() == s.vertices.size());
     ZELKOV_FUZZ_CHECK(removed == (trimmed.vertices.size() < s.vertices.size()));
     const auto trimmed_map = get_vertex_to_triangles_map(trimmed);
-    ZELKOV_FUZZ_CHECK(std::none_of(trimmed_map.begin(), trimmed_map.end(), [](const auto& set) { return set.empty(); }));
+    ZELKOV_FUZZ_CHECK(
+        std::none_of(trimmed_map.begin(), trimmed_map.end(), [](const auto& set) { return set.empty(); }));
     std::vector<std::size_t> picked;
     for (std::size_t t = 0; t < s.triangles.size(); ++t)
         if (in.byte() & 1) picked.push_back(t);

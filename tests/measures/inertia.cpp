@@ -42,10 +42,9 @@ matrix4x4<double> tilted(const point3& shift)
 {
     const double c = std::cos(0.7), s = std::sin(0.7), t = 1 - c;
     const double x = 1.0 / 3, y = 2.0 / 3, z = 2.0 / 3;
-    return {{t * x * x + c, t * x * y + s * z, t * x * z - s * y, 0,
-             t * x * y - s * z, t * y * y + c, t * y * z + s * x, 0,
-             t * x * z + s * y, t * y * z - s * x, t * z * z + c, 0,
-             shift.x, shift.y, shift.z, 1}};
+    return {{t * x * x + c, t * x * y + s * z, t * x * z - s * y, 0, t * x * y - s * z, t * y * y + c,
+             t * y * z + s * x, 0, t * x * z + s * y, t * y * z - s * x, t * z * z + c, 0, shift.x, shift.y, shift.z,
+             1}};
 }
 
 /// A box of 1 x 2 x 10 with its long side along z, centred at (1, 2, 3).

@@ -25,10 +25,7 @@ void expect_same_bits(const point3& a, const point3& b)
 }
 
 /// One triangle (0, 1, 2) on the given corners.
-triangle_surface single(const point3& a, const point3& b, const point3& c)
-{
-    return {{a, b, c}, {{0, 1, 2}}};
-}
+triangle_surface single(const point3& a, const point3& b, const point3& c) { return {{a, b, c}, {{0, 1, 2}}}; }
 
 TEST(TriangleMeasures, WrappersPassCornersInTriangleOrder)
 {
@@ -171,14 +168,13 @@ TEST(TriangleQuality, DegenerateCasesAndFixedOrder)
     const auto uneven = Zelkov::Testing::uneven_torus();
     for (std::size_t t = 0; t < uneven.triangles.size(); ++t) {
         const auto& tr = uneven.triangles[t];
-        const auto info = Zelkov::Math::compute_triangle_info(uneven.vertices[tr[0]], uneven.vertices[tr[1]],
-                                                              uneven.vertices[tr[2]]);
+        const auto info =
+            Zelkov::Math::compute_triangle_info(uneven.vertices[tr[0]], uneven.vertices[tr[1]], uneven.vertices[tr[2]]);
         const double l0 = std::sqrt(info.edge_length_sqr[0]);
         const double l1 = std::sqrt(info.edge_length_sqr[1]);
         const double l2 = std::sqrt(info.edge_length_sqr[2]);
         const auto& v = info.unnormalised_normal;
-        const double expected =
-            (((v.y * v.y + v.x * v.x) + v.z * v.z) * 4.0) / (((l1 * l0) * l2) * ((l1 + l0) + l2));
+        const double expected = (((v.y * v.y + v.x * v.x) + v.z * v.z) * 4.0) / (((l1 * l0) * l2) * ((l1 + l0) + l2));
         EXPECT_EQ(bits(triangle_quality(t, uneven)), bits(expected));
     }
 }

@@ -23,8 +23,8 @@ inline Zelkov::Geometry::triangle_surface uneven_torus()
 /// One surface per triangle of `surface`, holding that triangle alone. A
 /// changed order of additions within one triangle's terms shows in nearly
 /// every such surface, while in a long sum it is mostly rounded away.
-inline std::vector<Zelkov::Geometry::triangle_surface> each_triangle_alone(
-    const Zelkov::Geometry::triangle_surface& surface)
+inline std::vector<Zelkov::Geometry::triangle_surface>
+each_triangle_alone(const Zelkov::Geometry::triangle_surface& surface)
 {
     std::vector<Zelkov::Geometry::triangle_surface> alone;
     for (const auto& t : surface.triangles) {

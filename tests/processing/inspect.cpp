@@ -98,10 +98,14 @@ TEST(Inspect, RealMeshesAgreeWithTheirPublishedFigures)
         const char* name;
         std::size_t misoriented, loops, non_orientable;
         long long euler;
-    } meshes[] = {{"moebius.ply", 5, 1, 1, 0},           {"moebius_big.ply", 10, 1, 1, 0},
-                  {"bowtie_eight2d.ply", 0, 2, 0, -1},   {"fixed_top_genus7.ply", 0, 0, 0, -12},
-                  {"thingi243015_genus32.stl", 0, 3736, 0, -62}, {"bunny.obj", 0, 5, 0, -3},
-                  {"cow_pinched.obj", 0, 0, 0, 1},        {"capsule_degenerate.obj", 0, 1, 0, 2}};
+    } meshes[] = {{"moebius.ply", 5, 1, 1, 0},
+                  {"moebius_big.ply", 10, 1, 1, 0},
+                  {"bowtie_eight2d.ply", 0, 2, 0, -1},
+                  {"fixed_top_genus7.ply", 0, 0, 0, -12},
+                  {"thingi243015_genus32.stl", 0, 3736, 0, -62},
+                  {"bunny.obj", 0, 5, 0, -3},
+                  {"cow_pinched.obj", 0, 0, 0, 1},
+                  {"capsule_degenerate.obj", 0, 1, 0, 2}};
     for (const auto& m : meshes) {
         ZELKOV_SHARED_MESH(path, m.name);
         SCOPED_TRACE(m.name);

@@ -54,8 +54,7 @@ bool same_bits(const std::vector<T>& a, const std::vector<T>& b)
 {
     if constexpr (std::is_trivially_copyable_v<T>)
         return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0);
-    else
-        return a == b;
+    else return a == b;
 }
 
 bool same_bits(const triangle_surface& a, const triangle_surface& b)
@@ -108,8 +107,10 @@ triangle_surface messy()
     auto s = shuffled(soup(torus_with_about(soup_triangles)), 13);
     const std::size_t n = s.triangles.size();
     for (std::size_t t = 0; t < n; t += 7) s.triangles.push_back(s.triangles[t]);
-    for (std::size_t t = 3; t < n; t += 11) s.triangles.push_back({s.triangles[t][1], s.triangles[t][0], s.triangles[t][2]});
-    for (std::size_t t = 5; t < n; t += 13) s.triangles.push_back({s.triangles[t][0], s.triangles[t][0], s.triangles[t][2]});
+    for (std::size_t t = 3; t < n; t += 11)
+        s.triangles.push_back({s.triangles[t][1], s.triangles[t][0], s.triangles[t][2]});
+    for (std::size_t t = 5; t < n; t += 13)
+        s.triangles.push_back({s.triangles[t][0], s.triangles[t][0], s.triangles[t][2]});
     s.vertices.push_back({0.5, 0.5, 0.5});
     s.vertices.push_back({-0.0, 0.0, 0.0});
     s.vertices.push_back({0.0, -0.0, 0.0});
@@ -184,7 +185,7 @@ TEST_F(Determinism, VertexToTrianglesMapAndTriangleNeighbours)
 /// A reported edge as its vertex pair, smaller first, and its kind: which of
 /// the triangles of a non-manifold edge reports it is not fixed.
 std::set<std::tuple<std::size_t, std::size_t, bool>> reported_edges(const triangle_surface& s,
-                                                                     const Zelkov::Testing::report_log& log)
+                                                                    const Zelkov::Testing::report_log& log)
 {
     std::set<std::tuple<std::size_t, std::size_t, bool>> edges;
     for (const auto& [t, e, boundary] : log.sorted()) {
@@ -251,14 +252,15 @@ TEST_F(Determinism, ExpandMarkedAcrossSmoothEdges)
         std::vector<unsigned char> seed(s.triangles.size());
         for (std::size_t t = 0; t < seed.size(); t += 97) seed[t] = 1;
         for (const auto& [min_marked, angle] : {std::pair{1, pi / 8}, {2, pi / 3}}) {
-            expect_same_in_every_arena(name + ", expand_marked " + std::to_string(min_marked), [&s = s, &seed, min_marked, angle] {
-                std::vector<std::vector<unsigned char>> steps{seed};
-                for (int step = 0; step < 2; ++step) {
-                    steps.push_back(steps.back());
-                    expand_marked(s, steps.back(), static_cast<std::size_t>(min_marked), angle);
-                }
-                return steps;
-            });
+            expect_same_in_every_arena(
+                name + ", expand_marked " + std::to_string(min_marked), [&s = s, &seed, min_marked, angle] {
+                    std::vector<std::vector<unsigned char>> steps{seed};
+                    for (int step = 0; step < 2; ++step) {
+                        steps.push_back(steps.back());
+                        expand_marked(s, steps.back(), static_cast<std::size_t>(min_marked), angle);
+                    }
+                    return steps;
+                });
         }
     }
     EXPECT_GT(checked, 0u);
@@ -268,7 +270,8 @@ TEST_F(Determinism, SharpEdgesOfTheWholeSurface)
 {
     for (const auto& [name, s, two] : surfaces())
         for (const bool oriented : {false, true})
-            expect_same_in_every_arena(name + ", is_sharp_edge", [&s = s, oriented] { return is_sharp_edge(s, 20.0, oriented); });
+            expect_same_in_every_arena(name + ", is_sharp_edge",
+                                       [&s = s, oriented] { return is_sharp_edge(s, 20.0, oriented); });
 }
 
 TEST_F(Determinism, RoughnessCurvatureAndSmoothing)

@@ -137,7 +137,8 @@ triangle_surface odd_surface()
     copy_triangles(s, soup(translate(box(), {0, 0, 2})));
     const std::size_t n = s.triangles.size();
     for (std::size_t t = 0; t < n; t += 9) s.triangles.push_back(s.triangles[t]);
-    for (std::size_t t = 4; t < n; t += 10) s.triangles.push_back({s.triangles[t][1], s.triangles[t][0], s.triangles[t][2]});
+    for (std::size_t t = 4; t < n; t += 10)
+        s.triangles.push_back({s.triangles[t][1], s.triangles[t][0], s.triangles[t][2]});
     s.triangles.push_back({2, 2, 5});
     s.triangles.push_back({7, 3, 7});
     const std::size_t nan = s.vertices.size();
@@ -236,8 +237,7 @@ TEST(FaultInjection, UniqueLeavesOneOfItsSteps)
                 if (failed)
                     EXPECT_TRUE(same_bits(s, original) || same_bits(s, merged_and_rewritten) || same_bits(s, expected))
                         << allowed;
-                else
-                    EXPECT_TRUE(same_bits(s, expected) && maps == expected_maps) << allowed;
+                else EXPECT_TRUE(same_bits(s, expected) && maps == expected_maps) << allowed;
             });
         }
 }
@@ -360,10 +360,12 @@ struct fixed_buffer : std::streambuf {
 TEST(FaultInjection, ParallelAndReadingOperationsPassFailuresOn)
 {
     for (const auto& surface : sweep_surfaces()) {
-        sweep_reader("get_vertex_to_triangles_map", surface, [](const auto& s) { return get_vertex_to_triangles_map(s); });
+        sweep_reader("get_vertex_to_triangles_map", surface,
+                     [](const auto& s) { return get_vertex_to_triangles_map(s); });
         sweep_reader("check_vertex_to_triangles_map", surface,
                      [](const auto& s) { return check_vertex_to_triangles_map(s, get_vertex_to_triangles_map(s)); });
-        sweep_reader("triangle_neighbour_indices", surface, [](const auto& s) { return triangle_neighbour_indices(s); });
+        sweep_reader("triangle_neighbour_indices", surface,
+                     [](const auto& s) { return triangle_neighbour_indices(s); });
         sweep_reader("is_sharp_edge", surface, [](const auto& s) { return triplets(is_sharp_edge(s, 30.0, true)); });
         sweep_reader("vertex_roughness", surface, [](const auto& s) { return bits{vertex_roughness(s)}; });
         sweep_reader("curvature", surface, [](const auto& s) { return bits{curvature(s)}; });
@@ -371,7 +373,8 @@ TEST(FaultInjection, ParallelAndReadingOperationsPassFailuresOn)
             const std::vector<double> field(s.vertices.size(), 1.5);
             return bits{smooth_scalar_field(s, field, get_vertex_to_triangles_map(s), 2)};
         });
-        sweep_reader("adjacency_matrix", surface, [](const auto& s) { return triplets(adjacency_matrix_with_edge_count(s, true)); });
+        sweep_reader("adjacency_matrix", surface,
+                     [](const auto& s) { return triplets(adjacency_matrix_with_edge_count(s, true)); });
         sweep_reader("classify_vertex_topology", surface,
                      [](const auto& s) { return classify_vertex_topology(adjacency_matrix_with_edge_count(s, true)); });
         sweep_reader("investigate", surface, [](const auto& s) {
@@ -380,8 +383,8 @@ TEST(FaultInjection, ParallelAndReadingOperationsPassFailuresOn)
             return report.text();
         });
         sweep_reader("make_triangle_surface", surface, [](const auto& s) {
-            auto made = make_triangle_surface({s.vertices.data(), s.vertices.size()},
-                                              {s.triangles.data(), s.triangles.size()});
+            auto made =
+                make_triangle_surface({s.vertices.data(), s.vertices.size()}, {s.triangles.data(), s.triangles.size()});
             return std::make_pair(made.success, made.surface.triangles);
         });
         sweep_reader("inertia", surface, [](const auto& s) {
@@ -412,8 +415,9 @@ TEST(FaultInjection, NeighbourhoodCacheConstructionLeavesTheSurface)
         }();
         if (!has_reports) continue;
         in_arena(3, [&] {
-            EXPECT_THROW(neighbourhood_cache(s, [](std::size_t, std::size_t, bool) { throw std::runtime_error("stop"); }),
-                         std::runtime_error);
+            EXPECT_THROW(
+                neighbourhood_cache(s, [](std::size_t, std::size_t, bool) { throw std::runtime_error("stop"); }),
+                std::runtime_error);
         });
         EXPECT_TRUE(same_bits(s, original));
     }

@@ -132,15 +132,11 @@ namespace {
 // The count follows one 64-bit word of version and traits.
 static_assert(sizeof(d1::wait_context) == 2 * sizeof(std::uint64_t));
 
-void acquire_count(d1::wait_context& wait)
-{
-    __tsan_acquire(reinterpret_cast<char*>(&wait) + sizeof(std::uint64_t));
-}
+void acquire_count(d1::wait_context& wait) { __tsan_acquire(reinterpret_cast<char*>(&wait) + sizeof(std::uint64_t)); }
 
 }  // namespace
 
-void execute_and_wait(d1::task& t, d1::task_group_context& t_ctx, d1::wait_context& wait,
-                      d1::task_group_context& w_ctx)
+void execute_and_wait(d1::task& t, d1::task_group_context& t_ctx, d1::wait_context& wait, d1::task_group_context& w_ctx)
 {
     using real_t = void (*)(d1::task&, d1::task_group_context&, d1::wait_context&, d1::task_group_context&);
     static const auto real = next<real_t>(
@@ -152,8 +148,7 @@ void execute_and_wait(d1::task& t, d1::task_group_context& t_ctx, d1::wait_conte
 void wait(d1::wait_context& wait, d1::task_group_context& ctx)
 {
     using real_t = void (*)(d1::wait_context&, d1::task_group_context&);
-    static const auto real =
-        next<real_t>("_ZN3tbb6detail2r14waitERNS0_2d112wait_contextERNS2_18task_group_contextE");
+    static const auto real = next<real_t>("_ZN3tbb6detail2r14waitERNS0_2d112wait_contextERNS2_18task_group_contextE");
     real(wait, ctx);
     acquire_count(wait);
 }

@@ -39,6 +39,6 @@ std::string shared_mesh_or_skip(const std::string& name);
 }  // namespace Zelkov::Testing
 
 /// Skips the current test with a clear message when the shared meshes are absent.
-#define ZELKOV_SHARED_MESH(var, name)                                               \
-    const std::string var = ::Zelkov::Testing::shared_mesh_or_skip(name);          \
+#define ZELKOV_SHARED_MESH(var, name)                                                                                  \
+    const std::string var = ::Zelkov::Testing::shared_mesh_or_skip(name);                                              \
     if (var.empty()) GTEST_SKIP() << "shared meshes not found (../shared/meshes): " << name

@@ -30,9 +30,9 @@ TEST(MakeTriangleSurface, RulesAboutNullAndEmptySpans)
 {
     expect_verdict({nullptr, 0}, {nullptr, 0}, true);
     expect_verdict({&some_point, 0}, {&some_triangle, 0}, true);
-    expect_verdict({nullptr, 4}, {nullptr, 0}, false);          // rule 1
+    expect_verdict({nullptr, 4}, {nullptr, 0}, false);              // rule 1
     expect_verdict({three_points.data(), 3}, {nullptr, 2}, false);  // rule 3
-    expect_verdict({nullptr, 0}, {&some_triangle, 1}, false);   // rule 4
+    expect_verdict({nullptr, 0}, {&some_triangle, 1}, false);       // rule 4
     expect_verdict({three_points.data(), 3}, {nullptr, 0}, true);   // rule 5
 
     // Rejections by rules 1-4 give an empty surface, not the vertices alone.
@@ -84,8 +84,7 @@ TEST(MakeTriangleSurface, VerticesOnlyNumbersTheFirstThirdOfTheFlatRun)
     EXPECT_EQ(triangles_for(3).surface.triangles, (std::vector<tri>{{0, 0, 0}}));
     EXPECT_EQ(triangles_for(6).surface.triangles, (std::vector<tri>{{0, 1, 0}, {0, 0, 0}}));
     EXPECT_EQ(triangles_for(9).surface.triangles, (std::vector<tri>{{0, 1, 2}, {0, 0, 0}, {0, 0, 0}}));
-    EXPECT_EQ(triangles_for(12).surface.triangles,
-              (std::vector<tri>{{0, 1, 2}, {3, 0, 0}, {0, 0, 0}, {0, 0, 0}}));
+    EXPECT_EQ(triangles_for(12).surface.triangles, (std::vector<tri>{{0, 1, 2}, {3, 0, 0}, {0, 0, 0}, {0, 0, 0}}));
     EXPECT_TRUE(triangles_for(12).success);
     EXPECT_EQ(triangles_for(12).surface.vertices.size(), 12u);
 

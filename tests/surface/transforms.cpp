@@ -47,8 +47,7 @@ TEST(Transform, TurnsTrianglesOverExactlyForNegativeDeterminants)
 
     auto mirrored = box;
     transform(mirrored, diagonal(-1, 1, 1));
-    for (std::size_t t = 0; t < box.triangles.size(); ++t)
-        EXPECT_EQ(mirrored.triangles[t], swapped(box.triangles[t]));
+    for (std::size_t t = 0; t < box.triangles.size(); ++t) EXPECT_EQ(mirrored.triangles[t], swapped(box.triangles[t]));
     EXPECT_EQ(mirrored.vertices[1].x, -1.0);
 
     auto rotated = box;

@@ -57,11 +57,11 @@ TEST(InfoCommand, ReportsTheKnownDefectsOfRealMeshes)
     const struct {
         const char* name;
         std::uint64_t boundary, non_manifold, dup_positions, dup_triangles, pinches, components;
-    } files[] = {{"teapot.obj", 1036, 0, 403, 0, 38, 4},       {"beetle.obj", 296, 47, 0, 0, 0, 2},
-                 {"dragon_res4.ply", 0, 803, 0, 502, 7, 1},    {"suzanne.obj", 42, 1, 2, 1, 0, 3},
-                 {"two_cubes_edge.stl", 72, 0, 58, 0, 0, 24},  {"joined_tets.obj", 0, 3, 0, 1, 0, 1},
-                 {"bowtie_eight2d.ply", 20, 0, 0, 0, 1, 1},    {"cow_pinched.obj", 0, 0, 0, 0, 1, 1},
-                 {"moebius.ply", 80, 0, 0, 0, 0, 1},           {"capsule_degenerate.obj", 302, 0, 250, 0, 0, 1}};
+    } files[] = {{"teapot.obj", 1036, 0, 403, 0, 38, 4},      {"beetle.obj", 296, 47, 0, 0, 0, 2},
+                 {"dragon_res4.ply", 0, 803, 0, 502, 7, 1},   {"suzanne.obj", 42, 1, 2, 1, 0, 3},
+                 {"two_cubes_edge.stl", 72, 0, 58, 0, 0, 24}, {"joined_tets.obj", 0, 3, 0, 1, 0, 1},
+                 {"bowtie_eight2d.ply", 20, 0, 0, 0, 1, 1},   {"cow_pinched.obj", 0, 0, 0, 0, 1, 1},
+                 {"moebius.ply", 80, 0, 0, 0, 0, 1},          {"capsule_degenerate.obj", 302, 0, 250, 0, 0, 1}};
     for (const auto& f : files) {
         ZELKOV_SHARED_MESH(path, f.name);
         stage_clock clock(nullptr);
@@ -71,8 +71,7 @@ TEST(InfoCommand, ReportsTheKnownDefectsOfRealMeshes)
         EXPECT_EQ(figure(r, "topology", "non_manifold_edges"), f.non_manifold);
         EXPECT_EQ(figure(r, "defects", "duplicate_positions"), f.dup_positions);
         EXPECT_EQ(figure(r, "defects", "duplicate_triangles"), f.dup_triangles);
-        EXPECT_EQ(r.at("topology").at("vertex_classes").at("pinch").get<std::uint64_t>(),
-                  f.pinches);
+        EXPECT_EQ(r.at("topology").at("vertex_classes").at("pinch").get<std::uint64_t>(), f.pinches);
         EXPECT_EQ(figure(r, "topology", "connected_components"), f.components);
     }
     ZELKOV_SHARED_MESH(capsule, "capsule_degenerate.obj");
@@ -192,7 +191,8 @@ TEST(SimplifyCommand, OpenMeshKeepsItsBoundary)
     EXPECT_EQ(figure(r, "topology", "non_manifold_edges"), 0u);
 
     // Asked to, it collapses boundary edges too, without pinching the surface.
-    ASSERT_EQ(run_cli({"simplify", bunny, "--ratio", "0.05", "--collapse-boundary", "-o", dir.file("c.ply")}).status, 0);
+    ASSERT_EQ(run_cli({"simplify", bunny, "--ratio", "0.05", "--collapse-boundary", "-o", dir.file("c.ply")}).status,
+              0);
     const value c = run_info(input(dir.file("c.ply")), clock);
     EXPECT_LT(figure(c, "topology", "boundary_edges"), 223u);
     EXPECT_EQ(figure(c, "topology", "non_manifold_edges"), 0u);
@@ -231,9 +231,9 @@ TEST(FeaturesCommand, WritesAColouredPlyWithTheFields)
     EXPECT_EQ(figure(r, "curvature", "values"), 6475u);
     std::ifstream file(dir.file("f.ply"), std::ios::binary);
     const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    for (const char* property : {"property double sharp\n", "property double roughness\n",
-                                 "property double curvature\n", "property double curvature_smoothed\n",
-                                 "property uchar red\n"})
+    for (const char* property :
+         {"property double sharp\n", "property double roughness\n", "property double curvature\n",
+          "property double curvature_smoothed\n", "property uchar red\n"})
         EXPECT_NE(bytes.find(property), std::string::npos) << property;
     EXPECT_EQ(Zelkov::Meshio::read_mesh_file(dir.file("f.ply")).triangles.size(), 12946u);
 }

@@ -25,7 +25,10 @@ using namespace Zelkov::Cli;
 using Zelkov::Testing::run_cli;
 using Zelkov::Testing::scratch_dir;
 
-std::size_t lines(const std::string& text) { return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')); }
+std::size_t lines(const std::string& text)
+{
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
 
 /// A stream that fails on every write, as standard output does on a full disk.
 struct failing_buffer : std::streambuf {
@@ -34,10 +37,7 @@ struct failing_buffer : std::streambuf {
 };
 
 /// The tetrahedron as OBJ text, with the triangles given.
-std::string tetrahedron_obj(const std::string& faces)
-{
-    return "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\n" + faces;
-}
+std::string tetrahedron_obj(const std::string& faces) { return "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\n" + faces; }
 
 const std::string closed_tetrahedron = "f 1 3 2\nf 1 2 4\nf 1 4 3\nf 2 3 4\n";
 
@@ -49,7 +49,10 @@ value info_of(const std::string& path)
     return run_info(o, clock);
 }
 
-std::uint64_t at(const value& v, const char* section, const char* key) { return v.at(section).at(key).get<std::uint64_t>(); }
+std::uint64_t at(const value& v, const char* section, const char* key)
+{
+    return v.at(section).at(key).get<std::uint64_t>();
+}
 
 TEST(Options, BadValuesAreRefusedNamingTheOption)
 {
@@ -148,7 +151,8 @@ TEST(Output, RoundingToStlFloatsIsAWarning)
 TEST(Output, TheProgramFailsWhenStandardOutputIsFull)
 {
     if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full on this system";
-    const std::string command = std::string(ZELKOV_PROGRAM) + " info --default-mesh-triangles 100 >/dev/full 2>/dev/null";
+    const std::string command =
+        std::string(ZELKOV_PROGRAM) + " info --default-mesh-triangles 100 >/dev/full 2>/dev/null";
     const int status = std::system(command.c_str());
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), exit_output_failed);
@@ -158,7 +162,8 @@ TEST(Output, TheProgramFailsWhenStandardOutputIsFull)
 bool is_snake_case(const std::string& key)
 {
     if (key.empty() || key.front() == '_' || key.back() == '_' || key.find("__") != std::string::npos) return false;
-    return std::all_of(key.begin(), key.end(), [](char c) { return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_'; });
+    return std::all_of(key.begin(), key.end(),
+                       [](char c) { return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_'; });
 }
 
 /// Every key of a report, at every depth, is snake_case.

@@ -27,8 +27,11 @@ using Zelkov::Testing::tri;
 triangle_surface awkward_surface()
 {
     triangle_surface s;
-    s.vertices = {{0.1, -0.0, 1e-300}, {1.0 / 3.0, 2.0, -7.25}, {1e300, 5e-324, 0.3},
-                  {-2.5, 0.7, 123456789.123456789}, {4.0, 4.0, 4.0}};
+    s.vertices = {{0.1, -0.0, 1e-300},
+                  {1.0 / 3.0, 2.0, -7.25},
+                  {1e300, 5e-324, 0.3},
+                  {-2.5, 0.7, 123456789.123456789},
+                  {4.0, 4.0, 4.0}};
     s.triangles = {{0, 1, 2}, {0, 2, 3}, {3, 2, 4}, {4, 1, 0}};
     return s;
 }
@@ -37,8 +40,11 @@ triangle_surface awkward_surface()
 triangle_surface float_surface()
 {
     triangle_surface s = awkward_surface();
-    const float values[5][3] = {{0.1f, -0.0f, 1e-30f}, {1.0f / 3.0f, 2.5f, -7.25f}, {1e10f, 1e-45f, 0.3f},
-                                {-2.5f, 0.7f, 123456789.0f}, {4.0f, 4.0f, 4.0f}};
+    const float values[5][3] = {{0.1f, -0.0f, 1e-30f},
+                                {1.0f / 3.0f, 2.5f, -7.25f},
+                                {1e10f, 1e-45f, 0.3f},
+                                {-2.5f, 0.7f, 123456789.0f},
+                                {4.0f, 4.0f, 4.0f}};
     for (std::size_t i = 0; i < 5; ++i) s.vertices[i] = {values[i][0], values[i][1], values[i][2]};
     return s;
 }
@@ -252,14 +258,16 @@ TEST(ReadMeshErrors, MalformedAndEmptyContent)
     EXPECT_EQ(read_failure("v 0 0 0\nf 1 1\n", mesh_format::obj), "f: face with fewer than 3 corners at line 2");
     EXPECT_EQ(read_failure("v 0 0 0\nv 1 1 1\n", mesh_format::obj), "f: empty mesh (2 vertices, no triangles)");
     EXPECT_EQ(read_failure("ply\nformat ascii 1.0\nelement vertex 0\nproperty float x\nproperty float y\n"
-                           "property float z\nend_header\n", mesh_format::ply),
+                           "property float z\nend_header\n",
+                           mesh_format::ply),
               "f: empty mesh (0 vertices, no triangles)");
     EXPECT_EQ(read_failure("OFF\nx 1 0\n", mesh_format::off), "f: malformed vertex count at line 2");
     EXPECT_EQ(read_failure("hello", mesh_format::ply), "f: not a PLY file (missing 'ply' header)");
-    EXPECT_EQ(read_failure("ply\nformat binary 1.0\nend_header\n", mesh_format::ply), "f: unknown PLY format 'binary' at line 2");
-    EXPECT_EQ(read_failure("ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nend_header\n1\n",
-                           mesh_format::ply),
-              "f: PLY vertex element without exactly one x, y and z");
+    EXPECT_EQ(read_failure("ply\nformat binary 1.0\nend_header\n", mesh_format::ply),
+              "f: unknown PLY format 'binary' at line 2");
+    EXPECT_EQ(
+        read_failure("ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nend_header\n1\n", mesh_format::ply),
+        "f: PLY vertex element without exactly one x, y and z");
     EXPECT_EQ(read_failure("solid x\nfacet normal 0 0 1\nouter loop\nvertex 0 0 nan?\n", mesh_format::stl),
               "f: malformed number 'nan?' at line 4");
 }
@@ -322,10 +330,11 @@ TEST(Readers, ByteOrderMarkBeforeEveryTextFormat)
 {
     const std::string stl = "solid s\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0 0\nvertex 0 1 0\n"
                             "endloop\nendfacet\nendsolid s\n";
-    const std::pair<std::string, mesh_format> files[] = {
-        {"v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n", mesh_format::obj}, {"OFF 3 1\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n",
-        mesh_format::off}, {stl, mesh_format::stl}, {ply_triangle, mesh_format::ply},
-        {ply_bytes(float_surface(), {}), mesh_format::ply}};
+    const std::pair<std::string, mesh_format> files[] = {{"v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n", mesh_format::obj},
+                                                         {"OFF 3 1\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n", mesh_format::off},
+                                                         {stl, mesh_format::stl},
+                                                         {ply_triangle, mesh_format::ply},
+                                                         {ply_bytes(float_surface(), {}), mesh_format::ply}};
     for (const auto& [text, format] : files) {
         expect_identical(read_mesh_bytes(bom + text, format, "f"), read_mesh_bytes(text, format, "f"));
         EXPECT_EQ(format_from_content(bom + text), format == mesh_format::obj ? std::nullopt : std::optional(format));
@@ -349,11 +358,15 @@ TEST(Readers, MessagesNameTheLineAndTellOutOfRangeFromMalformed)
         {"v 0 0 0\nf 1 1 " + too_big + "/2\n", mesh_format::obj},
         {patched(ply_triangle, "vertex 3", "vertex " + too_big), mesh_format::ply},
         {"OFF\n" + too_big + " 1\n", mesh_format::off}};
-    const std::string messages[] = {
-        "malformed value 'oops' at line 12", "malformed number 'q' at line 4", "number out of range '-1e400' at line 3",
-        "number out of range '1e400' at line 11", "number out of range '1e400' at line 3",
-        "number out of range '1e999' at line 2", "number out of range '" + too_big + "' at line 2",
-        "number out of range '" + too_big + "' at line 3", "number out of range '" + too_big + "' at line 2"};
+    const std::string messages[] = {"malformed value 'oops' at line 12",
+                                    "malformed number 'q' at line 4",
+                                    "number out of range '-1e400' at line 3",
+                                    "number out of range '1e400' at line 11",
+                                    "number out of range '1e400' at line 3",
+                                    "number out of range '1e999' at line 2",
+                                    "number out of range '" + too_big + "' at line 2",
+                                    "number out of range '" + too_big + "' at line 3",
+                                    "number out of range '" + too_big + "' at line 2"};
     for (std::size_t i = 0; i < std::size(files); ++i)
         EXPECT_EQ(read_failure(files[i].first, files[i].second), "f: " + messages[i]);
     // Values that round to a subnormal or to zero are values like any other.

@@ -15,9 +15,9 @@ struct scratch_dir {
 
     scratch_dir()
     {
-        path = std::filesystem::temp_directory_path() /
-               ("zelkov_" + std::to_string(std::random_device{}()) + "_" +
-                ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        path =
+            std::filesystem::temp_directory_path() / ("zelkov_" + std::to_string(std::random_device{}()) + "_" +
+                                                      ::testing::UnitTest::GetInstance()->current_test_info()->name());
         std::filesystem::create_directories(path);
     }
     scratch_dir(const scratch_dir&) = delete;

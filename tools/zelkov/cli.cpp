@@ -21,15 +21,13 @@ namespace Zelkov::Cli {
 
 namespace {
 
-const char* const description =
-    "zelkov: inspect, clean, simplify and find features of triangle meshes.\n"
-    "Reads STL, OBJ, PLY and OFF; writes PLY, STL and OBJ (by the output's extension).\n"
-    "Without an input file it works on a built-in mesh of about a million triangles.";
+const char* const description = "zelkov: inspect, clean, simplify and find features of triangle meshes.\n"
+                                "Reads STL, OBJ, PLY and OFF; writes PLY, STL and OBJ (by the output's extension).\n"
+                                "Without an input file it works on a built-in mesh of about a million triangles.";
 
-const char* const footer =
-    "Exit status: 0 success, 2 bad command line, 3 bad or missing input file,\n"
-    "4 output not written (its folder is missing, it would overwrite the input, the result\n"
-    "is empty, or the report could not be written to standard output), 1 internal error.";
+const char* const footer = "Exit status: 0 success, 2 bad command line, 3 bad or missing input file,\n"
+                           "4 output not written (its folder is missing, it would overwrite the input, the result\n"
+                           "is empty, or the report could not be written to standard output), 1 internal error.";
 
 const char* const sub_commands[] = {"info", "clean", "simplify", "features"};
 
@@ -150,14 +148,16 @@ int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
     simplify_cmd->add_option("--ratio", simplify.ratio, "fraction of the triangles to keep (default 0.1)")
         ->check(number_between(0.0, 1.0, true))
         ->excludes(target);
-    simplify_cmd->add_option("--max-normal-turn", simplify.max_normal_turn_degrees,
-                             "refuse a collapse that turns a triangle's normal by more degrees than this")
+    simplify_cmd
+        ->add_option("--max-normal-turn", simplify.max_normal_turn_degrees,
+                     "refuse a collapse that turns a triangle's normal by more degrees than this")
         ->check(number_between(0.0, 180.0))
         ->capture_default_str();
     simplify_cmd->add_flag("--collapse-boundary", simplify.collapse_boundary,
                            "let boundary edges collapse too (by default they are kept exactly as they are)");
-    simplify_cmd->add_option("--relax-angle", simplify.relax_flat_degrees,
-                             "relax (flip) only edges whose triangles meet within this many degrees of flat")
+    simplify_cmd
+        ->add_option("--relax-angle", simplify.relax_flat_degrees,
+                     "relax (flip) only edges whose triangles meet within this many degrees of flat")
         ->check(number_between(0.0, 180.0))
         ->capture_default_str();
 

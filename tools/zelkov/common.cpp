@@ -13,8 +13,8 @@ input_mesh load_input(const common_options& options, stage_clock& clock)
 {
     if (options.input.empty()) {
         auto surface = clock.run("generate default mesh", [&] { return default_mesh(options.default_mesh_triangles); });
-        const std::string name = "built-in default mesh (square-section torus, " +
-                                 std::to_string(surface.triangles.size()) + " triangles)";
+        const std::string name =
+            "built-in default mesh (square-section torus, " + std::to_string(surface.triangles.size()) + " triangles)";
         return {std::move(surface), name};
     }
     auto surface = clock.run("read", [&] { return Zelkov::Meshio::read_mesh_file(options.input); });
@@ -70,8 +70,9 @@ void write_output(const common_options& options, const Zelkov::Geometry::triangl
         for (const auto& p : surface.vertices)
             for (const double x : {p.x, p.y, p.z}) changed += static_cast<double>(static_cast<float>(x)) != x;
         if (changed > 0)
-            add_warning(report, options.output + ": STL stores coordinates as 32-bit floats: " +
-                                    std::to_string(changed) + " coordinates were rounded (write .ply or .obj to keep them exactly)");
+            add_warning(report, options.output +
+                                    ": STL stores coordinates as 32-bit floats: " + std::to_string(changed) +
+                                    " coordinates were rounded (write .ply or .obj to keep them exactly)");
     }
     clock.run("write", [&] { Zelkov::Meshio::write_mesh_file(options.output, surface, content, options.input); });
     report["output"] = options.output;

@@ -51,8 +51,8 @@ Zelkov::Geometry::triangle_surface default_mesh(std::size_t triangles)
         for (std::size_t j = 0; j < nv; ++j) {
             const auto [radial, height] = square_section(4.0 * static_cast<double>(j) / static_cast<double>(nv), u);
             const double r = major_radius + radial;
-            s.vertices.push_back({r * std::cos(u) + jitter(random), r * std::sin(u) + jitter(random),
-                                  height + jitter(random)});
+            s.vertices.push_back(
+                {r * std::cos(u) + jitter(random), r * std::sin(u) + jitter(random), height + jitter(random)});
             // The square (i, j) to (i + 1, j + 1), wrapped round in both directions.
             const std::size_t here = i * nv + j, right = ((i + 1) % nu) * nv + j;
             const std::size_t up = i * nv + (j + 1) % nv, diagonal = ((i + 1) % nu) * nv + (j + 1) % nv;

@@ -54,7 +54,9 @@ value run_features(const common_options& options, const features_options& o, sta
     report["undefined_values"] = undefined_values(r);
 
     Zelkov::Meshio::ply_content content;
-    content.fields = {{"sharp", r.on_sharp_edge}, {"roughness", r.roughness}, {"curvature", r.curvature},
+    content.fields = {{"sharp", r.on_sharp_edge},
+                      {"roughness", r.roughness},
+                      {"curvature", r.curvature},
                       {"curvature_smoothed", r.smoothed_curvature}};
     // The colours show the smoothed curvature, with sharp-edge vertices in black.
     content.colours = diverging_colours(r.smoothed_curvature);

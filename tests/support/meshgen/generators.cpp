@@ -78,13 +78,12 @@ triangle_surface icosphere(unsigned levels)
 {
     const double g = (1.0 + std::sqrt(5.0)) / 2.0;
     triangle_surface s;
-    s.vertices = {{-1, g, 0}, {1, g, 0}, {-1, -g, 0}, {1, -g, 0}, {0, -1, g}, {0, 1, g},
-                  {0, -1, -g}, {0, 1, -g}, {g, 0, -1}, {g, 0, 1}, {-g, 0, -1}, {-g, 0, 1}};
+    s.vertices = {{-1, g, 0},  {1, g, 0},  {-1, -g, 0}, {1, -g, 0}, {0, -1, g},  {0, 1, g},
+                  {0, -1, -g}, {0, 1, -g}, {g, 0, -1},  {g, 0, 1},  {-g, 0, -1}, {-g, 0, 1}};
     for (auto& p : s.vertices) p = on_unit_sphere(p);
-    s.triangles = {{0, 11, 5}, {0, 5, 1},  {0, 1, 7},   {0, 7, 10}, {0, 10, 11},
-                   {1, 5, 9},  {5, 11, 4}, {11, 10, 2}, {10, 7, 6}, {7, 1, 8},
-                   {3, 9, 4},  {3, 4, 2},  {3, 2, 6},   {3, 6, 8},  {3, 8, 9},
-                   {4, 9, 5},  {2, 4, 11}, {6, 2, 10},  {8, 6, 7},  {9, 8, 1}};
+    s.triangles = {{0, 11, 5},  {0, 5, 1},  {0, 1, 7},  {0, 7, 10}, {0, 10, 11}, {1, 5, 9}, {5, 11, 4},
+                   {11, 10, 2}, {10, 7, 6}, {7, 1, 8},  {3, 9, 4},  {3, 4, 2},   {3, 2, 6}, {3, 6, 8},
+                   {3, 8, 9},   {4, 9, 5},  {2, 4, 11}, {6, 2, 10}, {8, 6, 7},   {9, 8, 1}};
     for (unsigned level = 0; level < levels; ++level) {
         std::map<std::pair<std::size_t, std::size_t>, std::size_t> midpoint;
         auto middle = [&](std::size_t a, std::size_t b) {
@@ -118,8 +117,7 @@ triangle_surface tetrahedron()
 triangle_surface box(double sx, double sy, double sz)
 {
     triangle_surface s;
-    for (int k = 0; k < 8; ++k)
-        s.vertices.push_back({(k & 1) ? sx : 0.0, (k & 2) ? sy : 0.0, (k & 4) ? sz : 0.0});
+    for (int k = 0; k < 8; ++k) s.vertices.push_back({(k & 1) ? sx : 0.0, (k & 2) ? sy : 0.0, (k & 4) ? sz : 0.0});
     s.triangles = {{0, 2, 3}, {0, 3, 1}, {4, 5, 7}, {4, 7, 6}, {0, 1, 5}, {0, 5, 4},
                    {2, 6, 7}, {2, 7, 3}, {0, 4, 6}, {0, 6, 2}, {1, 3, 7}, {1, 7, 5}};
     return s;

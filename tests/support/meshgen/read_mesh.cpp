@@ -22,9 +22,9 @@ std::optional<triangle_surface> read_mesh(const std::string& path)
 std::string shared_mesh_dir()
 {
     const char* configured = std::getenv("ZELKOV_SHARED_MESHES");
-    for (const char* candidate : {configured ? configured : "", ZELKOV_SOURCE_DIR "/../shared/meshes", "../shared/meshes"})
-        if (std::filesystem::is_directory(candidate))
-            return std::filesystem::canonical(candidate).string();
+    for (const char* candidate :
+         {configured ? configured : "", ZELKOV_SOURCE_DIR "/../shared/meshes", "../shared/meshes"})
+        if (std::filesystem::is_directory(candidate)) return std::filesystem::canonical(candidate).string();
     return {};
 }
 
