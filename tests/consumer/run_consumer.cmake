@@ -1,28 +1,11 @@
-# Installs the built project into a scratch prefix, extracts the C++ example
-# from the README, builds it as an outside project with find_package and runs it.
+# Installs the built project into a scratch prefix and builds the README's
+# examples against it as an outside project with find_package, then runs them.
 file(REMOVE_RECURSE ${WORK_DIR})
 file(MAKE_DIRECTORY ${WORK_DIR})
-
-function(run)
-    execute_process(COMMAND ${ARGV} RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
-    if(NOT result EQUAL 0)
-        message(FATAL_ERROR "failed: ${ARGV}\n${out}\n${err}")
-    endif()
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/consumer_programs.cmake)
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/prefix)
-
-file(READ ${SOURCE_DIR}/README.md readme)
-string(REGEX MATCH "<!-- example -->[^`]*```cpp\n([^`]*)```" found "${readme}")
-if(NOT found)
-    message(FATAL_ERROR "README.md has no ```cpp block after <!-- example -->")
-endif()
-file(WRITE ${WORK_DIR}/example.cpp "${CMAKE_MATCH_1}")
-
-run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/consumer -B ${WORK_DIR}/build -G Ninja
-    -DCMAKE_PREFIX_PATH=${WORK_DIR}/prefix -DEXAMPLE_SOURCE=${WORK_DIR}/example.cpp)
-run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
-run(${WORK_DIR}/build/consumer)
+build_and_run_consumers(${WORK_DIR}/prefix)
 
 # The pkg-config file names the installed libraries.
 file(READ ${WORK_DIR}/prefix/lib/pkgconfig/zelkov-trimesh.pc pc)

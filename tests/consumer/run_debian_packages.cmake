@@ -1,16 +1,10 @@
 # Makes the Debian packages of the build, unpacks them into a scratch root,
-# builds the README's example against the unpacked -dev package and runs it,
-# and runs the unpacked program.
+# builds the README's examples against the unpacked -dev package and runs
+# them, and runs the unpacked program.
 file(REMOVE_RECURSE ${WORK_DIR})
 file(MAKE_DIRECTORY ${WORK_DIR}/root)
 
-function(run)
-    execute_process(COMMAND ${ARGV} RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
-    if(NOT result EQUAL 0)
-        message(FATAL_ERROR "failed: ${ARGV}\n${out}\n${err}")
-    endif()
-    set(last_output "${out}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/consumer_programs.cmake)
 
 run(cpack -G DEB -B ${WORK_DIR}/packages --config ${BUILD_DIR}/CPackConfig.cmake)
 file(GLOB packages ${WORK_DIR}/packages/*.deb)
@@ -29,13 +23,8 @@ if(NOT sonames)
     message(FATAL_ERROR "no libZelkov.Trimesh.Core.so.<major> in the runtime package")
 endif()
 
-file(READ ${SOURCE_DIR}/README.md readme)
-string(REGEX MATCH "<!-- example -->[^`]*```cpp\n([^`]*)```" found "${readme}")
-file(WRITE ${WORK_DIR}/example.cpp "${CMAKE_MATCH_1}")
-run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/consumer -B ${WORK_DIR}/build -G Ninja
-    -DCMAKE_PREFIX_PATH=${WORK_DIR}/root/usr -DEXAMPLE_SOURCE=${WORK_DIR}/example.cpp)
-run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
-run(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${WORK_DIR}/root/usr/lib ${WORK_DIR}/build/consumer)
+set(LIBRARY_PATH ${WORK_DIR}/root/usr/lib)
+build_and_run_consumers(${WORK_DIR}/root/usr)
 run(${WORK_DIR}/root/usr/bin/zelkov --version)
 if(NOT last_output MATCHES "^zelkov ")
     message(FATAL_ERROR "the packaged program printed: ${last_output}")

@@ -5,7 +5,7 @@
 # default build or CI), runs it with one and with two threads, and turns the
 # output into the report.
 #
-#   tools/run_peer_benchmarks.sh [--no-install] [--sizes 100000,1000000] [--inputs LIST] [--reps-scale X]
+#   scripts/run_peer_benchmarks.sh [--no-install] [--sizes 100000,1000000] [--inputs LIST] [--reps-scale X]
 #
 # LIST names the generated inputs to run, comma-separated (a trailing * matches
 # any rest); the default keeps the whole run near 20 minutes on two cores. The
@@ -69,7 +69,7 @@ OMP_NUM_THREADS=1 "$program" --threads 1 --sizes "$sizes" --inputs "$inputs" --r
 OMP_NUM_THREADS=2 "$program" --threads 2 --parallel-only --sizes "$sizes" --inputs "$inputs" --reps-scale "$reps_scale" ${extra[@]+"${extra[@]}"} | tee "$work/t2.tsv"
 
 echo "load after the run (uptime)=$(uptime | sed 's/.*load average/load average/')" >>"$work/meta"
-echo "command=tools/run_peer_benchmarks.sh --sizes $sizes --inputs '$inputs' --reps-scale $reps_scale ${extra[*]+${extra[*]}}" >>"$work/meta"
+echo "command=scripts/run_peer_benchmarks.sh --sizes $sizes --inputs '$inputs' --reps-scale $reps_scale ${extra[*]+${extra[*]}}" >>"$work/meta"
 # The raw output stays in build/peers/last-run, so that the report can be
 # written again (make_results.py) without measuring again.
 mkdir -p "$build/last-run"

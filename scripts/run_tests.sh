@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 preset=${1:-release}
-bash tools/setup_debian.sh
+bash scripts/setup_debian.sh
 cmake --preset "$preset" -DZELKOV_WERROR="${ZELKOV_WERROR:-OFF}"
 cmake --build --preset "$preset"
 ctest --preset "$preset"

@@ -2,10 +2,10 @@
 # Reliability checks beyond the unit tests (which already hold the determinism
 # suite and, as their own program, the allocation fault injection):
 #
-#   bash tools/run_reliability.sh fuzz [seconds]   libFuzzer targets, each for
+#   bash scripts/run_reliability.sh fuzz [seconds]   libFuzzer targets, each for
 #                                                  `seconds` (default 600: the long run)
-#   bash tools/run_reliability.sh tsan             the parallel tests under ThreadSanitizer
-#   bash tools/run_reliability.sh [seconds]        both
+#   bash scripts/run_reliability.sh tsan             the parallel tests under ThreadSanitizer
+#   bash scripts/run_reliability.sh [seconds]        both
 #
 # The fuzz targets need clang; their corpora grow in build/fuzz/corpus and a
 # failing input is kept in build/fuzz/artifacts. Each target's figures
@@ -14,7 +14,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 # clang and its libFuzzer runtime (a recommendation of clang, which
-# tools/setup_debian.sh would not bring).
+# scripts/setup_debian.sh would not bring).
 install_clang() {
     local missing=()
     for p in clang libclang-rt-14-dev; do
