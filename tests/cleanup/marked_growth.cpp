@@ -133,33 +133,4 @@ TEST(ExpandMarked, CountsMarkedNeighboursAcrossSmoothEdges)
     EXPECT_EQ(marks, (marks_t{0, 0, 1, 0, 1, 1, 0, 0}));
 }
 
-TEST(ExpandMarked, AngleLimitedStepIsTheSameInEveryArena)
-{
-    const auto s = Zelkov::Meshgen::jittered(Zelkov::Meshgen::icosphere(4), 0.01, 9);
-    std::mt19937_64 random(4);
-    for (const double max_angle : {0.05, 0.15, 0.4}) {
-        for (const std::size_t min_marked : {1u, 2u, 3u}) {
-            marks_t marks(s.triangles.size());
-            for (auto& m : marks) m = random() % 3 == 0 ? static_cast<unsigned char>(random() % 5) : 0;
-            auto expected = marks;
-            const bool grew = in_arena(1, [&] { return expand_marked(s, expected, min_marked, max_angle); });
-            EXPECT_EQ(grew, expected != marks);
-            for (const int threads : {3, oneapi::tbb::task_arena::automatic}) {
-                auto got = marks;
-                EXPECT_EQ(in_arena(threads, [&] { return expand_marked(s, got, min_marked, max_angle); }), grew);
-                EXPECT_EQ(got, expected) << max_angle << " " << min_marked << " " << threads;
-            }
-        }
-    }
-}
-
-TEST(TwoSizeTHashCompare, PlainShiftAndAddWithWrapAround)
-{
-    using detail::TwoSizeTHashCompare;
-    EXPECT_EQ(TwoSizeTHashCompare::hash({1, 2}), 65538u);
-    EXPECT_EQ(TwoSizeTHashCompare::hash({std::size_t{1} << 48, 5}), 5u);
-    EXPECT_TRUE(TwoSizeTHashCompare::equal({3, 4}, {3, 4}));
-    EXPECT_FALSE(TwoSizeTHashCompare::equal({3, 4}, {4, 3}));
-}
-
 }  // namespace

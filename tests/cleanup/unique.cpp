@@ -14,7 +14,6 @@
 namespace {
 
 using namespace Zelkov::Geometry;
-using Zelkov::Testing::in_arena;
 using Zelkov::Testing::point3;
 using Zelkov::Testing::tri;
 
@@ -87,27 +86,11 @@ TEST(UniqueVertices, SmallCases)
 {
     triangle_surface empty;
     EXPECT_TRUE(unique_vertices(empty).empty());
+    EXPECT_TRUE(unique_triangles(empty, true).empty());
 
     triangle_surface s{{{1, 0, 0}, {0, 0, 0}, {1, 0, 0}}, {}};
     EXPECT_EQ(unique_vertices(s), (std::vector<std::size_t>{1, 0, 1}));
     EXPECT_EQ(s.vertices, (std::vector<point3>{{0, 0, 0}, {1, 0, 0}}));
-}
-
-TEST(UniqueVertices, SameInEveryArenaUpToTheSignOfZero)
-{
-    const auto before = crowded_soup(20'000, 0.0, 5);
-    auto run = [&](int threads) {
-        auto s = before;
-        auto map = in_arena(threads, [&] { return unique_vertices(s); });
-        return std::make_pair(s, map);
-    };
-    const auto [one, one_map] = run(1);
-    for (const int threads : {3, oneapi::tbb::task_arena::automatic}) {
-        const auto [other, other_map] = run(threads);
-        EXPECT_EQ(other_map, one_map);
-        EXPECT_EQ(other.vertices, one.vertices);  // == treats -0.0 as 0.0
-        EXPECT_EQ(other.triangles, one.triangles);
-    }
 }
 
 TEST(UniqueTriangles, CanonicalRotationIsOneRotationPerOrientation)
@@ -132,7 +115,7 @@ TEST(UniqueTriangles, CanonicalRotationIsOneRotationPerOrientation)
     EXPECT_EQ(detail::canonical_rotation({5, 1, 3}), (tri{1, 3, 5}));
 }
 
-TEST(UniqueTriangles, MatchesTheDefinitionInEveryArena)
+TEST(UniqueTriangles, MatchesTheDefinition)
 {
     std::mt19937_64 random(3);
     std::vector<tri> triangles(5000);
@@ -147,32 +130,16 @@ TEST(UniqueTriangles, MatchesTheDefinitionInEveryArena)
             index = expected.size();
             expected.push_back(t);
         }
-        for (const int threads : {1, 3, oneapi::tbb::task_arena::automatic}) {
-            triangle_surface s{{}, triangles};
-            const auto map = in_arena(threads, [&] { return unique_triangles(s, consider_orientation); });
-            EXPECT_EQ(s.triangles, expected);
-            ASSERT_EQ(map.size(), triangles.size());
-            for (std::size_t t = 0; t < triangles.size(); ++t) {
-                const auto key = consider_orientation ? detail::canonical_rotation(triangles[t])
-                                                      : detail::sorted_indices(triangles[t]);
-                EXPECT_EQ(map[t], distinct.at(key));
-            }
+        triangle_surface s{{}, triangles};
+        const auto map = unique_triangles(s, consider_orientation);
+        EXPECT_EQ(s.triangles, expected);
+        ASSERT_EQ(map.size(), triangles.size());
+        for (std::size_t t = 0; t < triangles.size(); ++t) {
+            const auto key = consider_orientation ? detail::canonical_rotation(triangles[t])
+                                                  : detail::sorted_indices(triangles[t]);
+            EXPECT_EQ(map[t], distinct.at(key));
         }
     }
-}
-
-TEST(UniqueTriangles, CanonicalFormStaysAlsoWithoutDuplicates)
-{
-    triangle_surface none;
-    EXPECT_TRUE(unique_triangles(none, true).empty());
-
-    triangle_surface s{{}, {{5, 3, 1}, {1, 2, 3}}};
-    EXPECT_EQ(unique_triangles(s, false), (std::vector<std::size_t>{1, 0}));
-    EXPECT_EQ(s.triangles, (std::vector<tri>{{1, 2, 3}, {1, 3, 5}}));
-
-    triangle_surface o{{}, {{1, 2, 3}, {2, 3, 1}, {1, 3, 2}}};
-    EXPECT_EQ(unique_triangles(o, true), (std::vector<std::size_t>{0, 0, 1}));
-    EXPECT_EQ(o.triangles, (std::vector<tri>{{1, 2, 3}, {1, 3, 2}}));
 }
 
 TEST(Unique, WeldsASoupBackIntoItsSurfaceKeepingDegenerateTriangles)
