@@ -78,24 +78,4 @@ TEST(Investigate, CountsSidesNotEdges)
     EXPECT_EQ(figures_of(triangle_surface{}), (figures{0, 0, 0, 0, 0}));
 }
 
-TEST(Investigate, RealMeshesAgreeWithTheirKnownFigures)
-{
-    // {file, boundary edges, sides on misoriented edges}; none of them
-    // repeats a vertex in a triangle.
-    const std::vector<std::tuple<std::string, std::size_t, std::size_t>> meshes{
-        {"spot.obj", 0, 0},           {"bunny.obj", 223, 0},         {"moebius.ply", 80, 10},
-        {"moebius_big.ply", 160, 20}, {"two_cubes_edge.stl", 72, 0}, {"capsule_degenerate.obj", 302, 0}};
-    for (const auto& [file, boundary, misoriented] : meshes) {
-        ZELKOV_SHARED_MESH(path, file);
-        const auto s = *Zelkov::Meshgen::read_mesh(path);
-        const auto f = figures_of(s);
-        EXPECT_EQ(f, (figures{0, boundary, 3 * s.triangles.size() - boundary,
-                              3 * s.triangles.size() - boundary - misoriented, 0}))
-            << file;
-    }
-    // Two tetrahedra glued on a face stored twice: its three edges carry four triangles each.
-    ZELKOV_SHARED_MESH(path, "joined_tets.obj");
-    EXPECT_EQ(figures_of(*Zelkov::Meshgen::read_mesh(path)), (figures{0, 0, 12, 12, 12}));
-}
-
 }  // namespace

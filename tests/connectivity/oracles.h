@@ -56,10 +56,17 @@ inline triangle_surface surface_of(std::vector<tri> triangles, std::size_t free_
 inline std::vector<std::pair<std::string, triangle_surface>> awkward_surfaces()
 {
     std::vector<std::pair<std::string, triangle_surface>> surfaces;
+    surfaces.emplace_back("empty", triangle_surface{});
     surfaces.emplace_back("grid", Zelkov::Meshgen::grid(4, 3));
     surfaces.emplace_back("tetrahedron", Zelkov::Meshgen::tetrahedron());
     surfaces.emplace_back("open fan", Zelkov::Meshgen::fan(7, false));
     surfaces.emplace_back("shuffled torus", Zelkov::Meshgen::shuffled(Zelkov::Meshgen::torus(6, 5), 11));
+    auto turned = Zelkov::Meshgen::tetrahedron();
+    invert(turned, std::vector<std::size_t>{2});
+    surfaces.emplace_back("tetrahedron with a turned triangle", std::move(turned));
+    // Two tetrahedra on one shared vertex (3): closed, pinched at 3.
+    surfaces.emplace_back("pinched tetrahedra", surface_of({{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}, {3, 5, 4},
+                                                            {3, 4, 6}, {3, 6, 5}, {4, 5, 6}}));
 
     // Four triangles on edge (0, 1), one of them turned, a duplicate, a turned
     // duplicate and triangles with repeated corners, and two free points.

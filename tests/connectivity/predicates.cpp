@@ -68,37 +68,4 @@ TEST(TopologyPredicates, EqualTheDefinitionThroughTheEdgeCount)
     }
 }
 
-TEST(TopologyPredicates, TurnedAndPinchedSurfaces)
-{
-    auto tetra = Zelkov::Meshgen::tetrahedron();
-    invert(tetra, {2});
-    const auto map = get_vertex_to_triangles_map(tetra);
-    EXPECT_TRUE(is_manifold(tetra, map, false) && is_bad(tetra, map, true));
-    EXPECT_FALSE(is_manifold(tetra, map, true) || is_bad(tetra, map, false));
-
-    // Two tetrahedra on one shared vertex (3): closed, and the pinch is not seen.
-    const auto pinched =
-        surface_of({{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}, {3, 5, 4}, {3, 4, 6}, {3, 6, 5}, {4, 5, 6}});
-    EXPECT_TRUE(is_manifold(pinched, get_vertex_to_triangles_map(pinched), true));
-    EXPECT_FALSE(is_non_manifold_vertex(3, pinched, get_vertex_to_triangles_map(pinched)));
-    EXPECT_TRUE(is_manifold(triangle_surface{}, {}, true));
-    EXPECT_FALSE(is_bad(triangle_surface{}, true));
-}
-
-TEST(TopologyPredicates, RealMeshesWithPinchVertices)
-{
-    ZELKOV_SHARED_MESH(cow_path, "cow_pinched.obj");
-    const auto cow = *Zelkov::Meshgen::read_mesh(cow_path);
-    auto map = get_vertex_to_triangles_map(cow);
-    EXPECT_TRUE(is_manifold(cow, map, true));
-    EXPECT_FALSE(is_non_manifold_vertex(253, cow, map));
-
-    ZELKOV_SHARED_MESH(bowtie_path, "bowtie_eight2d.ply");
-    const auto bowtie = *Zelkov::Meshgen::read_mesh(bowtie_path);
-    map = get_vertex_to_triangles_map(bowtie);
-    EXPECT_TRUE(is_boundary_vertex(9, bowtie, map));
-    EXPECT_FALSE(is_non_manifold_vertex(9, bowtie, map));
-    EXPECT_TRUE(is_bad(bowtie, map, false));
-}
-
 }  // namespace

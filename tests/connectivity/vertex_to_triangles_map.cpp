@@ -43,16 +43,6 @@ TEST(VertexToTrianglesMap, EmptyInputs)
     EXPECT_EQ(buckets.size(), 2u);
 }
 
-TEST(VertexToTrianglesMap, RepeatedCornersCountOnce)
-{
-    const std::vector<tri> triangles{{3, 3, 1}, {1, 1, 1}, {0, 3, 1}};
-    const auto map = get_vertex_to_triangles_map(tspan(triangles));
-    ASSERT_EQ(map.size(), 4u);
-    EXPECT_EQ(std::vector<std::size_t>(map[1].begin(), map[1].end()), (std::vector<std::size_t>{0, 1, 2}));
-    EXPECT_EQ(std::vector<std::size_t>(map[3].begin(), map[3].end()), (std::vector<std::size_t>{0, 2}));
-    EXPECT_TRUE(map[2].empty());
-}
-
 TEST(VertexToTrianglesMap, SizeFromSpanAndFromSurface)
 {
     triangle_surface s{std::vector<point<double, 3>>(10), {{0, 1, 2}, {2, 1, 3}}};
