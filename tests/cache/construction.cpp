@@ -107,48 +107,6 @@ TEST(NeighbourhoodCache, ClosedTetrahedronKeepsTheLastCornerOfEachVertex)
     }
 }
 
-TEST(NeighbourhoodCache, PairFlipTellsWhetherTheTrianglesAgreeInDirection)
-{
-    for (const link_width width : both_widths) {
-        const small_case consistent({{0, 1, 2}, {2, 1, 3}}, 4, width);
-        const auto& a = consistent.cache;
-        EXPECT_EQ(row(a, 0), (row3{16, 8, 16}));
-        EXPECT_EQ(row(a, 1), (row3{2, 16, 16}));
-        // Vertex 2 moves from triangle 1 to the end of its fan in triangle 0.
-        EXPECT_EQ(a.vertex_corners, (index_list{0, 5, 2, 6}));
-        EXPECT_EQ(consistent.log.sorted().size(), 4u);
-
-        const small_case turned({{0, 1, 2}, {1, 2, 3}}, 4, width);
-        const auto& b = turned.cache;
-        EXPECT_EQ(row(b, 0), (row3{16, 9, 16}));
-        EXPECT_EQ(row(b, 1), (row3{3, 16, 16}));
-        EXPECT_EQ(b.vertex_corners, (index_list{0, 1, 5, 6}));
-        EXPECT_EQ(turned.log.sorted().size(), 4u);  // the turned seam is not reported
-        // The walk crosses the seam: both shared vertices are one fan.
-        EXPECT_TRUE(b.vertex_triangle_sets.empty());
-        EXPECT_EQ(around(b, 1), (index_list{0, 1}));
-        EXPECT_EQ(around(b, 2), (index_list{1, 0}));
-    }
-}
-
-TEST(NeighbourhoodCache, TwinTrianglesPairOnEveryEdge)
-{
-    for (const link_width width : both_widths) {
-        auto same = surface_of({{0, 1, 2}, {0, 1, 2}}, 3);
-        const auto a = build_cache(same, width);
-        EXPECT_EQ(row(a, 0), (row3{9, 11, 13}));
-        EXPECT_EQ(row(a, 1), (row3{1, 3, 5}));
-
-        auto reversed = surface_of({{0, 1, 2}, {0, 2, 1}}, 3);
-        const auto b = build_cache(reversed, width);
-        EXPECT_EQ(row(b, 0), (row3{12, 10, 8}));
-        EXPECT_EQ(row(b, 1), (row3{4, 2, 0}));
-        EXPECT_EQ(b.vertex_corners, (index_list{4, 6, 5}));
-        EXPECT_TRUE(b.vertex_triangle_sets.empty());
-        EXPECT_TRUE(in_step(b));
-    }
-}
-
 TEST(NeighbourhoodCache, TriangleWithARepeatedCornerIsItsOwnNeighbour)
 {
     for (const link_width width : both_widths) {

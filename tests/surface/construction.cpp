@@ -96,17 +96,4 @@ TEST(MakeTriangleSurface, VerticesOnlyNumbersTheFirstThirdOfTheFlatRun)
     EXPECT_TRUE(four.surface.vertices.empty());
 }
 
-TEST(Swap, ExchangesBothVectorsWithoutCopying)
-{
-    triangle_surface a{three_points, {{0, 1, 2}}};
-    triangle_surface b{};
-    const auto* vertex_storage = a.vertices.data();
-    swap(a, b);
-    EXPECT_TRUE(a.vertices.empty() && a.triangles.empty());
-    EXPECT_EQ(b.vertices.data(), vertex_storage);
-    EXPECT_EQ(b.triangles.size(), 1u);
-    swap(b, b);
-    EXPECT_EQ(b.vertices.size(), 3u);
-}
-
 }  // namespace

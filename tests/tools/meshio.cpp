@@ -379,23 +379,4 @@ TEST(Readers, MessagesNameTheLineAndTellOutOfRangeFromMalformed)
     EXPECT_TRUE(same_bits(s.vertices[1].x, tiny) && same_bits(s.vertices[1].y, 0.0) && s.vertices[1].z == -2e-310);
 }
 
-/// Vertex and triangle counts of the shared real files, as stored (polygons
-/// fan-triangulated, STL facets with three vertices each).
-TEST(ReadMeshFile, SharedRealMeshesHaveTheirKnownCounts)
-{
-    const struct {
-        const char* name;
-        std::size_t vertices, triangles;
-    } files[] = {{"spot.obj", 2930, 5856},         {"knot.ply", 12800, 25600},
-                 {"dragon_res4.ply", 5205, 11102}, {"thingi243015_genus32.stl", 11208, 3736},
-                 {"suzanne.obj", 507, 968},        {"bowtie_eight2d.ply", 19, 20},
-                 {"joined_tets.obj", 5, 8},        {"moebius.ply", 80, 80}};
-    for (const auto& f : files) {
-        ZELKOV_SHARED_MESH(path, f.name);
-        const triangle_surface s = read_mesh_file(path);
-        EXPECT_EQ(s.vertices.size(), f.vertices) << f.name;
-        EXPECT_EQ(s.triangles.size(), f.triangles) << f.name;
-    }
-}
-
 }  // namespace

@@ -10,18 +10,6 @@
 using Zelkov::Math::point;
 using p3 = point<double, 3>;
 
-TEST(Vecmath, RecordsAreTheDocumentedAggregates)
-{
-    const p3 p{1.0, 2.0, 3.0};
-    EXPECT_EQ(p.y, 2.0);
-    static_assert(std::is_aggregate_v<Zelkov::Math::matrix4x4<double>>);
-    static_assert(sizeof(Zelkov::Math::boundingbox<double, 3>) == 6 * sizeof(double));
-    constexpr auto empty = Zelkov::Math::empty_boundingbox<double>();
-    EXPECT_EQ(std::bit_cast<std::uint64_t>(empty.min.x), 0x7fefffffffffffffULL);
-    EXPECT_EQ(std::bit_cast<std::uint64_t>(empty.max.z), 0xffefffffffffffffULL);
-    EXPECT_GT(empty.min.y, empty.max.y);
-}
-
 TEST(Vecmath, ScaledLengthIsExactOnSimpleCasesAndDoesNotOverflow)
 {
     using Zelkov::Math::detail::scaled_length;
