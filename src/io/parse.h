@@ -49,10 +49,10 @@ inline void add_polygon(raw_mesh& mesh, const std::vector<std::size_t>& polygon)
 /// How a token read as a number turned out.
 enum class parsed { ok, malformed, out_of_range };
 
-/// Parses a whole token as a double with correct rounding; a leading "+" is
-/// allowed, trailing characters are not. A value beyond the largest double is
-/// out of range; one that rounds to a subnormal or to zero is read as such.
-inline parsed parse_double(std::string_view token, double& value)
+/// Converts a whole token with `from_chars`; a leading "+" is allowed,
+/// trailing characters are not.
+template <class T>
+parsed parse_whole(std::string_view token, T& value)
 {
     if (!token.empty() && token.front() == '+') token.remove_prefix(1);
     if (token.empty()) return parsed::malformed;
@@ -60,7 +60,19 @@ inline parsed parse_double(std::string_view token, double& value)
     const auto [end, ec] = std::from_chars(token.data(), last, value);
     if (end != last) return parsed::malformed;
     if (ec == std::errc()) return parsed::ok;
-    if (ec != std::errc::result_out_of_range) return parsed::malformed;
+    return ec == std::errc::result_out_of_range ? parsed::out_of_range : parsed::malformed;
+}
+
+/// Parses a whole token as a signed 64-bit integer.
+inline parsed parse_integer(std::string_view token, std::int64_t& value) { return parse_whole(token, value); }
+
+/// Parses a whole token as a double with correct rounding. A value beyond
+/// the largest double is out of range; one that rounds to a subnormal or to
+/// zero is read as such.
+inline parsed parse_double(std::string_view token, double& value)
+{
+    const parsed result = parse_whole(token, value);
+    if (result != parsed::out_of_range) return result;
     // from_chars refuses values that round to zero as well as overflow. The
     // token is plain decimal, which strtod (in the "C" locale the program
     // keeps) rounds correctly too, telling the two apart.
@@ -70,18 +82,6 @@ inline parsed parse_double(std::string_view token, double& value)
     if (copy_end != copy.c_str() + copy.size() || std::isinf(slow)) return parsed::out_of_range;
     value = slow;
     return parsed::ok;
-}
-
-/// Parses a whole token as a signed 64-bit integer; a leading "+" is allowed.
-inline parsed parse_integer(std::string_view token, std::int64_t& value)
-{
-    if (!token.empty() && token.front() == '+') token.remove_prefix(1);
-    if (token.empty()) return parsed::malformed;
-    const char* last = token.data() + token.size();
-    const auto [end, ec] = std::from_chars(token.data(), last, value);
-    if (end != last) return parsed::malformed;
-    if (ec == std::errc()) return parsed::ok;
-    return ec == std::errc::result_out_of_range ? parsed::out_of_range : parsed::malformed;
 }
 
 /// A token in quotes for a message, shortened when it is long.

@@ -5,6 +5,7 @@
 #include <geometry/trimesh.h>
 
 #include "stages.h"
+#include "topology_figures.h"
 
 namespace Zelkov::Processing {
 
@@ -19,13 +20,11 @@ using sparse = Eigen::SparseMatrix<double, 0, int>;
 void read_sharp(const sparse& sharp, std::size_t vertices, features_result& r)
 {
     r.on_sharp_edge.assign(vertices, 0.0);
-    for (int k = 0; k < sharp.outerSize(); ++k)
-        for (sparse::InnerIterator it(sharp, k); it; ++it)
-            if (it.row() > k && it.value() == 1.0) {
-                ++r.sharp_edges;
-                r.on_sharp_edge[static_cast<std::size_t>(it.row())] = 1.0;
-                r.on_sharp_edge[static_cast<std::size_t>(k)] = 1.0;
-            }
+    detail::for_each_lower_entry(sharp, [&](std::size_t row, std::size_t column, double value) {
+        if (value != 1.0) return;
+        ++r.sharp_edges;
+        r.on_sharp_edge[row] = r.on_sharp_edge[column] = 1.0;
+    });
     for (const double x : r.on_sharp_edge) r.vertices_on_sharp_edges += x != 0.0;
 }
 

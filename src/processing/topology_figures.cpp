@@ -41,11 +41,10 @@ using sparse = Eigen::SparseMatrix<double, 0, int>;
 template <class F>
 void for_each_edge(const sparse& edge_counts, F&& f)
 {
-    for (int k = 0; k < edge_counts.outerSize(); ++k)
-        for (sparse::InnerIterator it(edge_counts, k); it; ++it)
-            if (it.row() > k)
-                f(static_cast<std::size_t>(it.row()), static_cast<std::size_t>(k), static_cast<long>(it.value()),
-                  static_cast<long>(edge_counts.coeff(k, it.row())));
+    for_each_lower_entry(edge_counts, [&](std::size_t row, std::size_t column, double count) {
+        f(row, column, static_cast<long>(count),
+          static_cast<long>(edge_counts.coeff(static_cast<int>(column), static_cast<int>(row))));
+    });
 }
 
 /// Disjoint sets over triangles that also keep, for each triangle, whether it

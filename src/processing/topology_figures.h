@@ -12,6 +12,17 @@
 
 namespace Zelkov::Processing::detail {
 
+/// Calls `f(row, column, value)` for each stored entry of a vertex-by-vertex
+/// matrix below its diagonal: each undirected edge of a symmetric pattern once.
+template <class F>
+void for_each_lower_entry(const Eigen::SparseMatrix<double, 0, int>& matrix, F&& f)
+{
+    using sparse = Eigen::SparseMatrix<double, 0, int>;
+    for (int k = 0; k < matrix.outerSize(); ++k)
+        for (sparse::InnerIterator it(matrix, k); it; ++it)
+            if (it.row() > k) f(static_cast<std::size_t>(it.row()), static_cast<std::size_t>(k), it.value());
+}
+
 /// Distinct undirected edges by the number of triangles on them, read from
 /// the edge-count matrix with a symmetric pattern.
 edge_figures count_edges(const Eigen::SparseMatrix<double, 0, int>& edge_counts);
