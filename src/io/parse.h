@@ -74,8 +74,9 @@ inline parsed parse_double(std::string_view token, double& value)
     const parsed result = parse_whole(token, value);
     if (result != parsed::out_of_range) return result;
     // from_chars refuses values that round to zero as well as overflow. The
-    // token is plain decimal, which strtod (in the "C" locale the program
-    // keeps) rounds correctly too, telling the two apart.
+    // token is plain decimal, which strtod (in the "C" locale, which the
+    // library expects its callers to keep) rounds correctly too, telling the
+    // two apart.
     const std::string copy(token);
     char* copy_end = nullptr;
     const double slow = std::strtod(copy.c_str(), &copy_end);

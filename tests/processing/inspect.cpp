@@ -1,6 +1,5 @@
 // inspect: the figures of named defective surfaces made in code, of the real
-// meshes, linear on high valence, and
-// stopped by its progress callback.
+// meshes, linear on high valence, and stopped by its progress callback.
 
 #include <processing/inspect.h>
 
