@@ -52,6 +52,9 @@ TEST(Features, BackToBackDuplicatesAreSetAsideWithoutTurningTheRest)
     for (std::size_t v = 0; v < r.curvature.size(); ++v)
         EXPECT_EQ(r.curvature[v], clean.curvature[v]) << v;  // also the sign: no triangle turned over
     EXPECT_EQ(r.sharp_edges, clean.sharp_edges);
+    // Every edge of a box but the face diagonals is sharp, and every corner lies on one.
+    EXPECT_EQ(clean.sharp_edges, 12u);
+    EXPECT_EQ(clean.vertices_on_sharp_edges, 8u);
 }
 
 TEST(Features, WithEveryValueDefinedTheSmoothingIsTheCores)

@@ -58,6 +58,8 @@ TEST(Inspect, NamedDefectiveSurfaces)
     std::swap(turned.triangles[3][1], turned.triangles[3][2]);
     const auto t = inspect(turned);
     EXPECT_EQ(t.edges.misoriented, 3u);
+    EXPECT_EQ(t.vertex_classes.inconsistent_orientation, 3u);  // the turned triangle's corners
+    EXPECT_EQ(t.vertex_classes.regular_or_free, 1u);
     EXPECT_EQ(t.non_orientable_components, 0u);
     EXPECT_FALSE(t.closed_and_consistently_oriented);
     EXPECT_TRUE(t.closed_manifold);

@@ -74,6 +74,7 @@ TEST(Options, BadValuesAreRefusedNamingTheOption)
         {{"features", "--angle", "1e400"}, "--angle"},
         {{"features", "--smooth", "-1"}, "--smooth"},
         {{"features", "--smooth", "1000000000"}, "--smooth"},
+        {{"features", "--smooth", "100001"}, "--smooth"},
         {{"info", "--default-mesh-triangles", "-5"}, "--default-mesh-triangles"},
     };
     for (const auto& c : cases) {
@@ -88,6 +89,9 @@ TEST(Options, BadValuesAreRefusedNamingTheOption)
 
 TEST(Options, SubCommandsVersionAndInfoWritesNothing)
 {
+    // The bounds themselves are accepted.
+    EXPECT_EQ(run_cli({"simplify", "--default-mesh-triangles", "8", "--target", "4294967295"}).status, exit_ok);
+
     auto o = run_cli({"frobnicate", "x.obj"});
     EXPECT_EQ(o.status, exit_usage);
     EXPECT_EQ(o.err, "zelkov: error: unknown sub-command 'frobnicate' (expected info, clean, simplify or features; "

@@ -256,6 +256,9 @@ TEST(ReadMeshErrors, MalformedAndEmptyContent)
 {
     EXPECT_EQ(read_failure("v 0 0 0\nv 1 0 zero\n", mesh_format::obj), "f: malformed vertex at line 2");
     EXPECT_EQ(read_failure("v 0 0 0\nf 1 1\n", mesh_format::obj), "f: face with fewer than 3 corners at line 2");
+    EXPECT_NE(read_failure("OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n2 0 1\n", mesh_format::off)
+                  .find("face with fewer than 3 corners"),
+              std::string::npos);
     EXPECT_EQ(read_failure("v 0 0 0\nv 1 1 1\n", mesh_format::obj), "f: empty mesh (2 vertices, no triangles)");
     EXPECT_EQ(read_failure("ply\nformat ascii 1.0\nelement vertex 0\nproperty float x\nproperty float y\n"
                            "property float z\nend_header\n",
