@@ -10,7 +10,7 @@
 
 #include <geometry/triangle_surface.h>
 #include <processing/export.h>
-#include <processing/inspect.h>
+#include <processing/surface_info.h>
 #include <processing/progress.h>
 #include <processing/weld.h>
 

@@ -8,7 +8,7 @@
 #include <Eigen/SparseCore>
 
 #include <geometry/triangle_surface.h>
-#include <processing/inspect.h>
+#include <processing/surface_info.h>
 
 namespace Zelkov::Processing::detail {
 

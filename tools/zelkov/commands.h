@@ -9,7 +9,7 @@
 #include <string>
 
 #include <geometry/triangle_surface.h>
-#include <processing/inspect.h>
+#include <processing/surface_info.h>
 #include <processing/weld.h>
 
 #include <meshio/meshio.h>

@@ -1,6 +1,6 @@
 // `info`: the report of `inspect`, what a mesh file holds as stored.
 
-#include <processing/inspect.h>
+#include <processing/surface_info.h>
 
 #include "commands.h"
 

@@ -1,4 +1,4 @@
-#include <processing/inspect.h>
+#include <processing/surface_info.h>
 
 #include <sstream>
 

@@ -1,7 +1,7 @@
 // inspect: the figures of named defective surfaces made in code, of the real
 // meshes, linear on high valence, and stopped by its progress callback.
 
-#include <processing/inspect.h>
+#include <processing/surface_info.h>
 
 #include <cmath>
 
