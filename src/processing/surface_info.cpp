@@ -48,12 +48,11 @@ std::size_t count_zero_area(const triangle_surface& s)
     return n;
 }
 
-void count_duplicates(const triangle_surface& s, defect_figures& f)
+/// Duplicate triangles; duplicate positions come from the welded copy.
+void count_duplicates(const triangle_surface& s, std::size_t welded_vertices, defect_figures& f)
 {
+    f.duplicate_positions = s.vertices.size() - welded_vertices;
     triangle_surface copy = s;
-    unique_vertices(copy);
-    f.duplicate_positions = s.vertices.size() - copy.vertices.size();
-    copy = s;
     unique_triangles(copy, false);
     f.duplicate_triangles = s.triangles.size() - copy.triangles.size();
 }
@@ -73,8 +72,15 @@ void inspect_topology(const triangle_surface& s, const vertex_to_triangles_map& 
     r.connected_components = run_stage(progress, "components", [&] { return detail::connected_components(s); });
     r.non_orientable_components =
         run_stage(progress, "orientation", [&] { return detail::non_orientable_components(s); });
-    r.welded = run_stage(progress, "weld for the euler characteristic",
-                         [&] { return detail::welded_euler_characteristic(s); });
+}
+
+/// The surface with its equal positions merged, welded once for the Euler
+/// characteristic and the count of duplicate positions.
+triangle_surface welded_copy(const triangle_surface& s)
+{
+    triangle_surface welded = s;
+    unique_vertices(welded);
+    return welded;
 }
 
 }  // namespace
@@ -114,9 +120,14 @@ inspect_result inspect(const triangle_surface& surface, const inspect_options& o
     r.measures = run_stage(progress, "measures", [&] { return measure(s); });
     const auto map = run_stage(progress, "vertex-to-triangles map", [&] { return get_vertex_to_triangles_map(s); });
     inspect_topology(s, map, r, progress);
+    const triangle_surface welded = run_stage(progress, "weld for the euler characteristic", [&] {
+        triangle_surface w = welded_copy(s);
+        r.welded = detail::welded_euler_characteristic(w);
+        return w;
+    });
     r.defects.topologically_degenerate = count_topologically_degenerate_triangles(s);
     r.defects.zero_area = count_zero_area(s);
-    run_stage(progress, "duplicates", [&] { count_duplicates(s, r.defects); });
+    run_stage(progress, "duplicates", [&] { count_duplicates(s, welded.vertices.size(), r.defects); });
     r.defects.non_finite_vertices = detail::non_finite_vertices(s);
     if (options.investigate)
         r.investigation = run_stage(progress, "investigate", [&] { return investigate_sides(s, map); });

@@ -208,10 +208,8 @@ std::size_t non_orientable_components(const Zelkov::Geometry::triangle_surface& 
     return broken_pieces.size();
 }
 
-welded_figures welded_euler_characteristic(const Zelkov::Geometry::triangle_surface& surface)
+welded_figures welded_euler_characteristic(const Zelkov::Geometry::triangle_surface& welded)
 {
-    Zelkov::Geometry::triangle_surface welded = surface;
-    Zelkov::Geometry::unique_vertices(welded);
     const std::vector<keyed_side> sides = sorted_sides(welded);
     welded_figures f;
     std::vector<unsigned char> used(welded.vertices.size(), 0);

@@ -41,10 +41,10 @@ std::size_t boundary_loops(const Eigen::SparseMatrix<double, 0, int>& edge_count
 /// strip. Triangles that repeat a vertex are left out.
 std::size_t non_orientable_components(const Zelkov::Geometry::triangle_surface& surface);
 
-/// Euler characteristic V - E + F of a surface after exact welding of equal
-/// positions, over the triangles that do not repeat a vertex: V counts the
-/// vertices they use, E their distinct edges.
-welded_figures welded_euler_characteristic(const Zelkov::Geometry::triangle_surface& surface);
+/// Euler characteristic V - E + F of a surface whose equal positions are
+/// already merged, over the triangles that do not repeat a vertex: V counts
+/// the vertices they use, E their distinct edges.
+welded_figures welded_euler_characteristic(const Zelkov::Geometry::triangle_surface& welded);
 
 /// The number of vertices with a NaN or infinite coordinate.
 std::size_t non_finite_vertices(const Zelkov::Geometry::triangle_surface& surface);
