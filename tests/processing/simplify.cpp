@@ -8,7 +8,7 @@
 #include <processing/simplify.h>
 
 #include "support/fixtures.h"
-#include "tools/surface_distance.h"
+#include "support/surface_distance.h"
 
 namespace {
 

@@ -17,8 +17,8 @@
 #include <meshio/meshio.h>
 #include "support/fixtures.h"
 #include "tools/run_cli.h"
-#include "tools/scratch_dir.h"
-#include "tools/surface_distance.h"
+#include "support/scratch_dir.h"
+#include "support/surface_distance.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <processing/simplify.h>
 
 #include "default_mesh.h"
-#include "tools/surface_distance.h"
+#include "support/surface_distance.h"
 
 namespace {
 

@@ -14,7 +14,7 @@
 
 #include <meshio/meshio.h>
 #include "support/fixtures.h"
-#include "tools/scratch_dir.h"
+#include "support/scratch_dir.h"
 
 namespace {
 
