@@ -7,6 +7,8 @@
 
 #include <processing/simplify.h>
 
+#include <meshio/meshio.h>
+#include <processing/surface_info.h>
 #include "support/fixtures.h"
 #include "support/surface_distance.h"
 
@@ -169,6 +171,43 @@ TEST(SimplifyJob, TheVertexMapFollowsEveryInputVertex)
     }
     EXPECT_EQ(std::count(hit.begin(), hit.end(), 1), static_cast<long>(s.vertices.size()));
     EXPECT_EQ(r.curvature.size(), s.vertices.size());
+}
+
+TEST(SimplifyJob, RealMeshesReachTheirTargetCloseToTheInput)
+{
+    const struct {
+        const char* name;
+        double ratio;
+        bool preserve_boundary, closed;
+    } meshes[] = {{"fandisk.obj", 0.1, true, true},
+                  {"knot.ply", 0.2, true, true},
+                  {"bunny.obj", 0.1, true, false},
+                  {"bunny.obj", 0.05, false, false}};
+    for (const auto& m : meshes) {
+        ZELKOV_SHARED_MESH(path, m.name);
+        SCOPED_TRACE(std::string(m.name) + (m.preserve_boundary ? "" : ", boundary collapsed"));
+        const triangle_surface input = Zelkov::Meshio::read_mesh_file(path);
+        triangle_surface s = input;
+        simplify_options o;
+        o.ratio = m.ratio;
+        o.preserve_boundary = m.preserve_boundary;
+        const simplify_result r = Zelkov::Processing::simplify(s, o);
+        EXPECT_TRUE(r.collapse.reached_target);
+        EXPECT_LE(s.triangles.size(), r.target_triangles);
+        EXPECT_GE(s.triangles.size() + 4, r.target_triangles);
+        EXPECT_TRUE(r.valid);
+        EXPECT_EQ(r.closed_and_consistently_oriented, m.closed);
+        EXPECT_LT(Zelkov::Testing::sampled_hausdorff(input, s), 0.01 * Zelkov::Testing::box_diagonal(input));
+        // The boundary stays where it is unless it may collapse, and never pinches.
+        const auto after = Zelkov::Processing::inspect(s, {false});
+        EXPECT_EQ(after.edges.non_manifold + after.vertex_classes.pinch, 0u);
+        EXPECT_EQ(after.connected_components, 1u);
+        if (m.preserve_boundary) {
+            EXPECT_EQ(after.edges.boundary, r.collapse.boundary_edges);
+        } else {
+            EXPECT_LT(after.edges.boundary, r.collapse.boundary_edges);
+        }
+    }
 }
 
 TEST(SimplifyJob, ReportsTheCollapsesAsTheyGoAndStopsWhenAsked)

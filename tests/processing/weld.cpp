@@ -9,6 +9,7 @@
 
 #include <geometry/trimesh.h>
 
+#include <meshio/meshio.h>
 #include "support/fixtures.h"
 
 namespace {
@@ -59,6 +60,40 @@ TEST(Weld, OptionsDropDegenerateTrianglesAndFreePoints)
     EXPECT_EQ(s.vertices.size(), 3u);
     EXPECT_EQ(d.vertex_map[4], removed);
     EXPECT_TRUE(Zelkov::Geometry::is_valid(s));
+}
+
+TEST(Weld, RealFilesLoseExactlyTheirDuplicates)
+{
+    const struct {
+        const char* name;
+        bool either_way, drop_degenerate;
+        std::size_t vertices_merged, triangles_merged, degenerate, free, vertices_after;
+        bool closed_after;
+    } files[] = {
+        {"thingi243015_genus32.stl", false, false, 9402, 0, 0, 0, 1806, true},
+        {"teapot_soup.stl", false, false, 2202, 0, 0, 0, 480, false},
+        {"two_cubes_edge.stl", false, false, 58, 0, 0, 0, 14, false},
+        {"bunny.obj", false, false, 0, 0, 0, 1113, 34834, false},
+        {"dragon_res4.ply", true, false, 0, 502, 0, 2, 5203, false},
+        // Welding the capsule's poles flattens 200 triangles, which go.
+        {"capsule_degenerate.obj", false, true, 250, 0, 200, 0, 5002, true},
+    };
+    for (const auto& f : files) {
+        ZELKOV_SHARED_MESH(path, f.name);
+        SCOPED_TRACE(f.name);
+        triangle_surface s = Zelkov::Meshio::read_mesh_file(path);
+        weld_options o;
+        o.consider_orientation = !f.either_way;
+        o.remove_degenerate = f.drop_degenerate;
+        const weld_result r = weld(s, o);
+        EXPECT_EQ(r.vertices_merged, f.vertices_merged);
+        EXPECT_EQ(r.triangles_merged, f.triangles_merged);
+        EXPECT_EQ(r.degenerate_removed, f.degenerate);
+        EXPECT_EQ(r.free_vertices_removed, f.free);
+        EXPECT_EQ(s.vertices.size(), f.vertices_after);
+        EXPECT_EQ(Zelkov::Geometry::is_manifold(s, Zelkov::Geometry::get_vertex_to_triangles_map(s), true),
+                  f.closed_after);
+    }
 }
 
 }  // namespace

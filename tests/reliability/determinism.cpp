@@ -26,6 +26,7 @@ namespace {
 
 using namespace Zelkov::Geometry;
 using Zelkov::Testing::in_arena;
+using Zelkov::Testing::same_bits;
 using Zelkov::Testing::tri;
 
 const int thread_counts[] = {2, 3, 8};
@@ -46,21 +47,6 @@ class Determinism : public testing::Test {
 protected:
     oneapi::tbb::global_control allow_eight{oneapi::tbb::global_control::max_allowed_parallelism, 8};
 };
-
-/// Doubles are compared as bits, so that equal NaNs compare equal and 0.0
-/// differs from -0.0; everything else element by element.
-template <class T>
-bool same_bits(const std::vector<T>& a, const std::vector<T>& b)
-{
-    if constexpr (std::is_trivially_copyable_v<T>)
-        return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0);
-    else return a == b;
-}
-
-bool same_bits(const triangle_surface& a, const triangle_surface& b)
-{
-    return same_bits(a.vertices, b.vertices) && a.triangles == b.triangles;
-}
 
 /// Pattern and values of a compressed matrix, the values compared as bits.
 bool same_bits(Eigen::SparseMatrix<double, 0, int> a, Eigen::SparseMatrix<double, 0, int> b)

@@ -2,8 +2,10 @@
 // Helpers shared by the unit tests: named small surfaces, arena runners and
 // brute-force oracles.
 
+#include <cstring>
 #include <functional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -26,6 +28,22 @@ auto in_arena(int threads, F&& f)
 {
     oneapi::tbb::task_arena arena(threads);
     return arena.execute(std::forward<F>(f));
+}
+
+/// Vectors compared as bits where their values are plain data (equal NaNs
+/// are equal, 0.0 differs from -0.0), element by element otherwise.
+template <class T>
+bool same_bits(const std::vector<T>& a, const std::vector<T>& b)
+{
+    if constexpr (std::is_trivially_copyable_v<T>)
+        return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0);
+    else return a == b;
+}
+
+/// Points compared as bits, triangles as values.
+inline bool same_bits(const triangle_surface& a, const triangle_surface& b)
+{
+    return same_bits(a.vertices, b.vertices) && a.triangles == b.triangles;
 }
 
 /// The map by definition: for each vertex (up to `vertex_count`, at least the
