@@ -68,12 +68,6 @@ std::vector<std::array<std::size_t, 3>> live_rows(const triangle_surface& surfac
 /// empty set.
 testing::AssertionResult in_step(const neighbourhood_cache& cache);
 
-/// The entries of `cache` for `triangle` as one row.
-inline std::array<std::size_t, 3> row(const neighbourhood_cache& cache, std::size_t triangle)
-{
-    return cache.triangle_neighbours[triangle];
-}
-
 /// The triangles that `append_vertex_triangles` lists for `v`, in its order.
 std::vector<std::size_t> around(const neighbourhood_cache& cache, std::size_t v);
 
