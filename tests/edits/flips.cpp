@@ -17,6 +17,15 @@ triangle_surface unit_square() { return {{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1
 
 triangle_surface rhombus() { return {{{-2, 0, 0}, {2, 0, 0}, {0, 1, 0}, {0, -1, 0}}, {{0, 1, 2}, {1, 0, 3}}}; }
 
+/// The triangles after `flip_edge`, which must flip; the map must stay exact.
+std::vector<tri> flipped(triangle_surface s, const std::array<std::size_t, 2>& edge)
+{
+    auto map = get_vertex_to_triangles_map(s);
+    EXPECT_TRUE(flip_edge(edge, s, map));
+    EXPECT_TRUE(check_vertex_to_triangles_map(s, map));
+    return s.triangles;
+}
+
 TEST(VectorAngle, HalfAngleFormula)
 {
     EXPECT_EQ(detail::vector_angle({0, -1, 0}, {1, 0, 0}), 1.5707963267948966);
@@ -30,17 +39,8 @@ TEST(VectorAngle, HalfAngleFormula)
 
 TEST(FlipEdge, EachTriangleKeepsTheOtherEnd)
 {
-    auto s = unit_square();
-    auto map = get_vertex_to_triangles_map(s);
-    EXPECT_TRUE(flip_edge({0, 2}, s, map));
-    EXPECT_EQ(s.triangles, (std::vector<tri>{{3, 1, 2}, {0, 1, 3}}));
-    EXPECT_EQ(entries(map), (std::vector<ids>{{1}, {0, 1}, {0}, {0, 1}}));
-
-    auto r = unit_square();
-    auto rmap = get_vertex_to_triangles_map(r);
-    EXPECT_TRUE(flip_edge({2, 0}, r, rmap));
-    EXPECT_EQ(r.triangles, (std::vector<tri>{{0, 1, 3}, {1, 2, 3}}));
-    EXPECT_TRUE(check_vertex_to_triangles_map(r, rmap));
+    EXPECT_EQ(flipped(unit_square(), {0, 2}), (std::vector<tri>{{3, 1, 2}, {0, 1, 3}}));
+    EXPECT_EQ(flipped(unit_square(), {2, 0}), (std::vector<tri>{{0, 1, 3}, {1, 2, 3}}));
 }
 
 TEST(FlipEdge, RefusesUnlessExactlyTwoTrianglesWithoutCallingThePredicate)
@@ -72,27 +72,22 @@ TEST(FlipEdge, RefusesUnlessExactlyTwoTrianglesWithoutCallingThePredicate)
 
 TEST(FlipEdge, RepeatedVerticesKeepTheMapExact)
 {
-    // Two triangles on the same three vertices: c = d.
+    // Two triangles on the same three vertices: c = d, which relaxing refuses.
     auto twins = on_line(3, {{0, 1, 2}, {2, 1, 0}});
     auto map = get_vertex_to_triangles_map(twins);
     EXPECT_FALSE(relax_edge({0, 1}, twins, map));
-    EXPECT_TRUE(flip_edge({0, 1}, twins, map));
-    EXPECT_EQ(twins.triangles, (std::vector<tri>{{2, 1, 2}, {2, 2, 0}}));
-    EXPECT_EQ(entries(map), (std::vector<ids>{{1}, {0}, {0, 1}}));
+    EXPECT_EQ(flipped(twins, {0, 1}), (std::vector<tri>{{2, 1, 2}, {2, 2, 0}}));
 
     // The lower triangle repeats e0 (c = e0): it still names e0 after the flip.
-    auto repeat = on_line(3, {{0, 1, 0}, {1, 0, 2}});
-    auto rmap = get_vertex_to_triangles_map(repeat);
-    EXPECT_TRUE(flip_edge({0, 1}, repeat, rmap));
-    EXPECT_EQ(repeat.triangles, (std::vector<tri>{{2, 1, 0}, {0, 0, 2}}));
-    EXPECT_EQ(entries(rmap), (std::vector<ids>{{0, 1}, {0}, {0, 1}}));
+    EXPECT_EQ(flipped(on_line(3, {{0, 1, 0}, {1, 0, 2}}), {0, 1}), (std::vector<tri>{{2, 1, 0}, {0, 0, 2}}));
+    // The upper triangle repeats an end as its far corner d. With d = e1 it
+    // still names e1 after giving up its corner of e1; with d = e0 the lower
+    // triangle's corner of e0 takes e0 again and nothing moves in its set.
+    EXPECT_EQ(flipped(on_line(3, {{0, 1, 2}, {1, 0, 1}}), {0, 1}), (std::vector<tri>{{1, 1, 2}, {2, 0, 1}}));
+    EXPECT_EQ(flipped(on_line(3, {{0, 1, 2}, {0, 1, 0}}), {0, 1}), (std::vector<tri>{{0, 1, 2}, {0, 2, 0}}));
 
     // A degenerate edge with exactly two triangles flips like any other.
-    auto degenerate = on_line(3, {{0, 0, 1}, {0, 0, 2}});
-    auto dmap = get_vertex_to_triangles_map(degenerate);
-    EXPECT_TRUE(flip_edge({0, 0}, degenerate, dmap));
-    EXPECT_EQ(degenerate.triangles, (std::vector<tri>{{2, 0, 1}, {0, 1, 2}}));
-    EXPECT_TRUE(check_vertex_to_triangles_map(degenerate, dmap));
+    EXPECT_EQ(flipped(on_line(3, {{0, 0, 1}, {0, 0, 2}}), {0, 0}), (std::vector<tri>{{2, 0, 1}, {0, 1, 2}}));
 }
 
 TEST(RelaxEdge, CoCircularSquareFlipsOnlyWithoutMinAngle)
@@ -119,6 +114,19 @@ TEST(RelaxEdge, RhombusFlipsItsLongDiagonalOnce)
         EXPECT_EQ(s.triangles, (std::vector<tri>{{3, 1, 2}, {2, 0, 3}}));
         EXPECT_FALSE(relax_edge({2, 3}, s, map));  // each opposite angle is about 0.9273
         EXPECT_FALSE(relax_edge({3, 2}, s, map, -1.0));
+    }
+}
+
+TEST(RelaxEdge, MinAngleNeedsOnlyOneOppositeAngleAboveIt)
+{
+    // A kite whose opposite angles are about 2.7468 and 0.9273, once with the
+    // wide one at c and once at d: 1.5 lies between them.
+    for (const bool wide_at_c : {true, false}) {
+        const double c = wide_at_c ? 0.2 : 2.0, d = wide_at_c ? -2.0 : -0.2;
+        triangle_surface s{{{-1, 0, 0}, {1, 0, 0}, {0, c, 0}, {0, d, 0}}, {{0, 1, 2}, {1, 0, 3}}};
+        auto map = get_vertex_to_triangles_map(s);
+        EXPECT_TRUE(relax_edge({0, 1}, s, map, 1.5)) << wide_at_c;
+        EXPECT_EQ(s.triangles, (std::vector<tri>{{3, 1, 2}, {2, 0, 3}}));
     }
 }
 

@@ -54,7 +54,6 @@ TEST(SplitEdge, NonManifoldEdgeIsCutInEveryTriangleAndCapacityDoubles)
     EXPECT_EQ(split_edge({0, 1}, 0.5, s, map), 5u);
     EXPECT_EQ(s.triangles.capacity(), 8u);
     EXPECT_EQ(s.triangles, (std::vector<tri>{{0, 5, 2}, {5, 0, 3}, {0, 5, 4}, {5, 1, 2}, {1, 5, 3}, {5, 1, 4}}));
-    EXPECT_EQ(entries(map)[5], (ids{0, 1, 2, 3, 4, 5}));
     EXPECT_TRUE(check_vertex_to_triangles_map(s, map));
 }
 
@@ -128,7 +127,6 @@ TEST(SplitTriangleInThree, RepeatedVertices)
     split_triangle_in_three(0, s, map);
     EXPECT_EQ(s.vertices.size(), 3u);
     EXPECT_EQ(s.triangles, (std::vector<tri>{{1, 1, 1}, {0, 2, 0}, {2, 2, 1}, {1, 1, 1}, {1, 1, 1}}));
-    EXPECT_EQ(entries(map)[1], (ids{0, 2, 3, 4}));
 
     split_triangle_in_three(1, s, map);  // (a, b, a): t stays in the set of a
     split_triangle_in_three(2, s, map);  // (a, a, c)
