@@ -54,27 +54,28 @@ TEST(ExpandMarked, VertexStepsFloodOneComponentAndStop)
 
 TEST(ExpandMarked, TrivialSelections)
 {
-    const auto s = grid_and_box();
     triangle_surface empty;
     marks_t none;
     EXPECT_FALSE(expand_marked(empty, none));
     EXPECT_FALSE(shrink_marked(empty, none));
     EXPECT_FALSE(expand_marked(empty, none, 0, pi));
 
-    marks_t all(s.triangles.size(), 7);
-    EXPECT_FALSE(expand_marked(s, all));
-    EXPECT_FALSE(shrink_marked(s, all));
-    EXPECT_FALSE(expand_marked(s, all, 0, pi));
-    EXPECT_EQ(all, marks_t(s.triangles.size(), 7));
-
-    marks_t zero(s.triangles.size(), 0);
-    EXPECT_FALSE(expand_marked(s, zero));
-    EXPECT_FALSE(shrink_marked(s, zero));
-    EXPECT_FALSE(expand_marked(s, zero, 1, pi));
+    // Everything marked (any non-zero byte) or nothing: no step has work,
+    // but with no marked neighbour asked for every triangle qualifies.
+    const auto s = grid_and_box();
+    const std::size_t n = s.triangles.size();
+    for (const unsigned char m : {0, 7}) {
+        marks_t marks(n, m);
+        EXPECT_FALSE(expand_marked(s, marks));
+        EXPECT_FALSE(shrink_marked(s, marks));
+        EXPECT_FALSE(expand_marked(s, marks, m == 0 ? 1 : 0, pi));
+        EXPECT_EQ(marks, marks_t(n, m));
+    }
+    marks_t zero(n, 0);
     EXPECT_TRUE(expand_marked(s, zero, 0, 0.0));
-    EXPECT_EQ(zero, marks_t(s.triangles.size(), 1));
+    EXPECT_EQ(zero, marks_t(n, 1));
 
-    marks_t one(s.triangles.size(), 0);
+    marks_t one(n, 0);
     one[3] = 1;
     EXPECT_FALSE(expand_marked(s, one, 4, pi));
     EXPECT_EQ(count(one), 1u);

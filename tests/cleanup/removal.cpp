@@ -69,12 +69,6 @@ TEST(RemoveFreePoints, KeepsOrderAndMarksRemovedVertices)
     triangle_surface empty;
     EXPECT_FALSE(remove_free_points(empty, map));
     EXPECT_TRUE(map.empty());
-
-    // The overload without a map behaves alike.
-    triangle_surface again{{{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {3, 0, 0}, {4, 0, 0}}, {{1, 3, 4}}};
-    EXPECT_TRUE(remove_free_points(again));
-    EXPECT_EQ(again.triangles[0], (tri{0, 1, 2}));
-    EXPECT_FALSE(remove_free_points(again));
 }
 
 TEST(CopyTriangles, ListedTrianglesNumberVerticesByFirstUse)
