@@ -37,12 +37,4 @@ TEST(SmoothScalarField, SurplusIsZeroedAndPassesDoNotMix)
     EXPECT_EQ(smooth(grid, field, 2), smooth(grid, once, 1));
 }
 
-TEST(SmoothScalarField, ConstantStays)
-{
-    const auto torus = Zelkov::Meshgen::torus(40, 30);
-    const auto map = get_vertex_to_triangles_map(torus);
-    const auto constant = smooth_scalar_field(torus, std::vector<double>(torus.vertices.size(), 0.25), map, 5);
-    for (const double v : constant) EXPECT_DOUBLE_EQ(v, 0.25);
-}
-
 }  // namespace
