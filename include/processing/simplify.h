@@ -5,6 +5,7 @@
 /// (weld, collapse, clean up, relax) or as the collapse step alone.
 
 #include <cstddef>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -18,17 +19,30 @@ namespace Zelkov::Processing {
 
 using Zelkov::Geometry::triangle_surface;
 
+/// What a boundary edge may do in the collapse step.
+enum class boundary_mode {
+    locked,  ///< never collapsed; its vertices never move
+    slide,   ///< its vertices move only along the boundary, and boundary edges collapse along it
+    free,    ///< collapses like any edge, held near its place by the quadrics of planes upright on it
+};
+
 /// The limits of the collapse step.
 struct collapse_options {
     /// Stop when no more than this many triangles are alive.
     std::size_t target_triangles = 0;
+    /// Stop earlier: no collapse whose error, as a length (see
+    /// `collapse_counts::largest_distance`), is above this. Infinity: no bound.
+    double max_error = std::numeric_limits<double>::infinity();
     /// A collapse is refused when it turns the normal of a surrounding
     /// triangle by more than this angle, in degrees (90 is the plain flip test).
     double max_normal_turn_degrees = 60.0;
-    /// Keep boundary edges as they are: never collapsed, their vertices never
-    /// moved. When false, boundary edges may collapse too, held near their
-    /// place by the quadrics of planes upright on them.
-    bool preserve_boundary = true;
+    /// What boundary edges may do.
+    boundary_mode boundary = boundary_mode::locked;
+    /// Inner edges whose two triangles' normals turn by more than this angle,
+    /// in degrees, are features: kept like a sliding boundary (their vertices
+    /// move only along them, the ends of a feature line never). 180 or more:
+    /// no features.
+    double feature_angle_degrees = 180.0;
 };
 
 /// What the collapse step did.
@@ -36,41 +50,54 @@ struct collapse_counts {
     std::size_t triangles_before = 0;    ///< live triangles at the start
     std::size_t triangles_after = 0;     ///< rows left after the dead ones were removed
     std::size_t collapses = 0;           ///< edges collapsed
-    std::size_t boundary_edges = 0;      ///< reported by the cache
-    std::size_t non_manifold_edges = 0;  ///< reported by the cache, never collapsed
-    std::size_t pinned_vertices = 0;     ///< on such edges, or pinned by the caller: never moved or removed
-    std::size_t refused_by_link = 0;     ///< refused by the link condition
-    std::size_t refused_by_normal = 0;   ///< refused by the normal-turn limit
-    std::size_t removed_triangles = 0;   ///< taken out by `remove_invalid_triangles`
+    std::size_t passes = 0;              ///< passes that collapsed edges
+    std::size_t boundary_edges = 0;      ///< edges with one triangle
+    std::size_t non_manifold_edges = 0;  ///< edges with three or more triangles, never collapsed
+    std::size_t feature_edges = 0;       ///< inner edges sharper than the feature angle
+    std::size_t pinned_vertices = 0;     ///< never moved or removed: on such edges, corners of features, or pinned
+    std::size_t refused_by_link = 0;     ///< refusals by the link condition, summed over the passes
+    std::size_t refused_by_normal = 0;   ///< refusals by the normal-turn limit, summed over the passes
+    std::size_t removed_triangles = 0;   ///< the triangles that died, taken out of the rows
     double largest_error = 0.0;          ///< the largest quadric error of a collapse made
-    bool reached_target = false;         ///< at most `target_triangles` are left
+    /// The largest error of a collapse made as a length: the root of the
+    /// mean squared distance of the new vertex to the planes merged into it,
+    /// weighted by area.
+    double largest_distance = 0.0;
+    bool reached_target = false;  ///< at most `target_triangles` are left
     /// For each vertex, the vertex it was collapsed into, followed to the end
     /// (a vertex that survives maps to itself).
     std::vector<std::size_t> survivor;
 };
 
 /// Collapses edges of `surface`, cheapest quadric error first, until at most
-/// `options.target_triangles` triangles are alive or no edge may be collapsed,
-/// then removes the dead triangles. Vertices keep their indices: those that
-/// lost their triangles stay as free points for `remove_free_points`.
+/// `options.target_triangles` triangles are alive, no edge may be collapsed
+/// or every collapse left is above `options.max_error`, then removes the dead
+/// triangles, keeping the others in their order. Vertices keep their
+/// indices: those that lost their triangles stay as free points for
+/// `remove_free_points`.
 ///
 /// Each vertex carries the area-weighted sum of the plane quadrics of its
 /// triangles; an edge's cost is the error of the summed quadric at the best
-/// position, where the survivor is moved. A collapse needs the link condition
-/// (the end vertices share exactly the two apexes of the edge's triangles),
-/// leaves no apex with fewer than three triangles, and turns no surrounding
-/// triangle's normal by more than the limit. Edges shared by three or more
-/// triangles, and boundary edges unless `preserve_boundary` is false, are never
-/// collapsed; their vertices, and the vertices in `pinned`, never move and
-/// always survive. An inner edge between two boundary vertices is never
-/// collapsed. A refused edge is not tried again until one of its ends has
-/// changed. The result is the same for every thread count.
+/// position, where the survivor is moved. The loop runs in passes: each pass
+/// orders the edges by cost (in buckets of the top bits of the cost as a
+/// float, in triangle order within a bucket) and takes them cheapest first,
+/// each edge whose ends lie outside the stars of the edges taken before it
+/// in the pass, up to 1.5 times the cost at the rank of the collapses still
+/// wanted. A collapse needs the link condition (the end vertices share
+/// exactly the apexes of the edge's triangles), leaves no apex with fewer
+/// than three triangles, and turns no surrounding triangle's normal by more
+/// than the limit. Edges shared by three or more triangles, and boundary
+/// edges in `boundary_mode::locked`, are never collapsed; their vertices, and
+/// the vertices in `pinned`, never move and always survive. An inner edge
+/// between two boundary vertices is never collapsed. A vertex with more than
+/// 32 triangles keeps its place. The result is the same for every thread
+/// count.
 ///
-/// Reports the stages "neighbourhood cache", "quadrics", "edge queue",
-/// "collapses" (with fractions in between) and "remove invalid triangles".
+/// Reports the stages "edge kinds", "quadrics", "collapses" (with a fraction
+/// after each pass) and "remove invalid triangles".
 /// \pre `surface` has no triangle that repeats a vertex; `pinned` is empty or
 /// has one entry per vertex.
-/// \throws std::length_error for more than 2^32 - 1 vertices; cancelled.
+/// \throws std::length_error for 2^32 - 1 vertices or more; cancelled.
 ZELKOV_PROCESSING_EXPORT collapse_counts collapse_by_quadrics(triangle_surface& surface,
                                                               const collapse_options& options,
                                                               std::vector<unsigned char> pinned = {},

@@ -2,45 +2,63 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
 #include <optional>
-#include <queue>
 #include <stdexcept>
 #include <utility>
 
-#include <oneapi/tbb/parallel_sort.h>
-#include <oneapi/tbb/blocked_range.h>
-#include <oneapi/tbb/concurrent_vector.h>
 #include <oneapi/tbb/parallel_for.h>
-#include <oneapi/tbb/task_arena.h>
+#include <oneapi/tbb/parallel_reduce.h>
 
-#include <geometry/neighbourhood_cache.h>
 #include <math/vecmath.h>
 
 #include "stages.h"
+
+// The collapse loop works in passes, as the fastest simplifiers do. A pass
+// lists every edge once with its quadric cost, orders the edges by cost,
+// and walks them cheapest first, taking an edge when no collapse taken
+// earlier in the pass has touched the star of either end, and when the link
+// condition and the normal test allow it on the surface as it stood at the
+// start of the pass. The collapses of one pass then have disjoint stars: they
+// are made in parallel, each writing only its own triangles and vertices,
+// and the result is the same for every thread count. The costs are computed
+// in parallel too; the choice is serial, in a fixed order.
 
 namespace Zelkov::Processing {
 
 namespace {
 
-using Zelkov::Geometry::neighbourhood_cache;
 using Zelkov::Geometry::triangle_surface;
 using point3 = Zelkov::Math::point<double, 3>;
+using index = std::uint32_t;
+using tri32 = std::array<index, 3>;
 
-constexpr std::size_t dead = std::numeric_limits<std::size_t>::max();
-/// More live triangles than this make a vertex a hub, whose star is walked
-/// only when a collapse cannot be refused without it.
-constexpr std::uint32_t hub_valence = 32;
-using Zelkov::Geometry::cache_entries::next_index;
-namespace entries = Zelkov::Geometry::cache_entries;
+constexpr index dead = std::numeric_limits<index>::max();
+constexpr std::size_t next[3] = {1, 2, 0};
+/// More triangles than this around a vertex make it a hub, which keeps its
+/// place in a collapse, so that a collapse next to it does not test the
+/// normals of its whole star.
+constexpr std::size_t hub_valence = 32;
+/// A pass takes edges up to this factor times the cost of the edge whose
+/// rank is the number of collapses still wanted: many cheaper ones are
+/// refused or touched by an earlier collapse of the pass.
+constexpr double pass_cost_factor = 1.5;
+/// Triangles per block of the parallel loops over triangles.
+constexpr std::size_t block = 4096;
 
 point3 sub(const point3& a, const point3& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
 double dot(const point3& a, const point3& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
 point3 cross(const point3& a, const point3& b)
 {
     return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
+point3 along(const point3& a, const point3& b, double t)
+{
+    return {a.x + t * (b.x - a.x), a.y + t * (b.y - a.y), a.z + t * (b.z - a.z)};
 }
 
 /// The symmetric form E(p) = p'Ap + 2b'p + c, stored as the upper triangle of
@@ -69,6 +87,10 @@ struct quadric {
                z * (q[2] * x + q[4] * y + q[5] * z) + 2.0 * (q[6] * x + q[7] * y + q[8] * z) + q[9];
     }
 
+    /// The summed weight of the planes: the trace of A, as their normals are
+    /// unit vectors.
+    double weight() const { return q[0] + q[3] + q[5]; }
+
     /// The minimiser of E, when A is well enough conditioned to trust it:
     /// A^-1 (-b) from the cofactors of the symmetric A.
     std::optional<point3> minimiser() const
@@ -76,7 +98,7 @@ struct quadric {
         const double c00 = q[3] * q[5] - q[4] * q[4], c01 = q[2] * q[4] - q[1] * q[5], c02 = q[1] * q[4] - q[2] * q[3];
         const double c11 = q[0] * q[5] - q[2] * q[2], c12 = q[1] * q[2] - q[0] * q[4], c22 = q[0] * q[3] - q[1] * q[1];
         const double det = q[0] * c00 + q[1] * c01 + q[2] * c02;
-        const double scale = (q[0] + q[3] + q[5]) / 3.0;
+        const double scale = weight() / 3.0;
         if (!(scale > 0) || !(std::fabs(det) > 1e-9 * scale * scale * scale)) return std::nullopt;
         const double r0 = -q[6], r1 = -q[7], r2 = -q[8];
         const double inverse = 1.0 / det;
@@ -87,114 +109,242 @@ struct quadric {
     }
 };
 
-/// The plan for collapsing one edge: who survives, where it goes, at what cost.
+/// How an edge would be collapsed: who survives, where it goes, at what cost.
 struct plan {
     double cost;
-    std::size_t kept;
-    std::size_t removed;
+    index kept;
+    index removed;
     point3 position;
 };
 
-/// A queued edge; it is stale when either vertex has changed since. Kept
-/// small (24 bytes), since popping the queue is the bulk of the work. An edge
-/// is queued once at the start, and again only by a collapse that leaves one
-/// of its ends the survivor, with that end's new version: a refused edge is
-/// not tried again until one of its ends has changed.
+/// An edge of the pass's list, with its cost as the pass began, rounded to
+/// a float: the order of the pass needs no more.
 struct candidate {
-    double cost;
-    std::uint32_t a;
-    std::uint32_t b;
-    std::uint32_t version_a;
-    std::uint32_t version_b;
-
-    bool operator>(const candidate& o) const { return o < *this; }
-    bool operator<(const candidate& o) const
-    {
-        if (cost != o.cost) return cost < o.cost;
-        if (a != o.a) return a < o.a;
-        return b < o.b;
-    }
+    float cost;
+    index a;
+    index b;
+    index side;  // 3 t + e of the side it was listed from
 };
 
-/// What the collapse loop reads of a vertex, together in one record so
-/// that a vertex met at random costs one cache miss, not one per array.
+/// What a vertex may do.
+enum class freedom : std::uint8_t {
+    free,     // moves anywhere
+    sliding,  // on exactly two constrained edges: moves only along them
+    pinned,   // never moves, never removed
+};
+
+/// A vertex's record.
 struct vertex_state {
-    std::uint32_t version = 0;  // bumped whenever the vertex moves or its quadric grows
-    std::uint32_t valence = 0;  // live triangles around it
-    std::uint32_t mark = 0;     // ring membership, by the values of fresh_marks
-    std::uint8_t alive = 1;
-    std::uint8_t pinned = 0;       // never moved or removed
-    std::uint8_t on_boundary = 0;  // on a boundary edge that may be collapsed
+    freedom kind = freedom::free;
+    std::uint8_t boundary = 0;     // on a boundary edge
+    std::uint8_t on_boundary = 0;  // on a boundary edge that may collapse freely
+    /// The ends of its two constrained edges, for a sliding vertex.
+    std::array<index, 2> along{dead, dead};
 };
 
 class simplifier {
 public:
-    simplifier(triangle_surface& surface, const collapse_options& options, std::vector<unsigned char> pinned,
+    simplifier(triangle_surface& surface, const collapse_options& options, const std::vector<unsigned char>& pinned,
                const progress_callback& progress)
         : surface_(surface), options_(options), progress_(progress)
     {
         state_.assign(surface.vertices.size(), vertex_state{});
-        for (std::size_t v = 0; v < pinned.size() && v < state_.size(); ++v) state_[v].pinned = pinned[v] != 0;
+        for (std::size_t v = 0; v < pinned.size() && v < state_.size(); ++v)
+            if (pinned[v]) state_[v].kind = freedom::pinned;
         min_turn_cos_ = std::cos(options.max_normal_turn_degrees * 3.141592653589793 / 180.0);
+        tris_.resize(surface.triangles.size());
+        for (std::size_t t = 0; t < tris_.size(); ++t)
+            for (std::size_t c = 0; c < 3; ++c) tris_[t][c] = static_cast<index>(surface.triangles[t][c]);
     }
 
     collapse_counts run()
     {
-        counts_.triangles_before = surface_.triangles.size();
-        live_ = surface_.triangles.size();
-        detail::run_stage(progress_, "neighbourhood cache", [&] { build_cache(); });
+        counts_.triangles_before = tris_.size();
+        detail::run_stage(progress_, "edge kinds", [&] {
+            build_stars();
+            classify_edges();
+        });
         detail::run_stage(progress_, "quadrics", [&] { build_quadrics(); });
-        detail::run_stage(progress_, "edge queue", [&] { build_queue(); });
         detail::run_stage(progress_, "collapses", [&] { collapse(); });
-        detail::run_stage(progress_, "remove invalid triangles",
-                          [&] { counts_.removed_triangles = cache_->remove_invalid_triangles(); });
-        counts_.survivor = std::move(survivor_);
-        for (std::size_t v = 0; v < counts_.survivor.size(); ++v)
-            counts_.survivor[v] = final_survivor(counts_.survivor, v);
-        counts_.triangles_after = surface_.triangles.size();
+        detail::run_stage(progress_, "remove invalid triangles", [&] { write_back(); });
+        counts_.survivor.resize(survivor_.size());
+        for (std::size_t v = 0; v < survivor_.size(); ++v) counts_.survivor[v] = final_survivor(v);
         counts_.reached_target = counts_.triangles_after <= options_.target_triangles;
-        for (const vertex_state& v : state_) counts_.pinned_vertices += v.pinned;
+        for (const vertex_state& v : state_) counts_.pinned_vertices += v.kind == freedom::pinned;
         return counts_;
     }
 
 private:
-    void build_cache()
+    // ------------------------------------------------------------ stars
+
+    /// The triangles around each vertex, ascending: offsets into one array,
+    /// filled by a counting sort over the live triangles.
+    void build_stars()
     {
-        // The callback runs on several threads at once: collect, then mark.
-        oneapi::tbb::concurrent_vector<std::array<std::size_t, 3>> reported;
-        cache_.emplace(surface_, [&reported](std::size_t t, std::size_t e, bool is_boundary) {
-            reported.push_back({t, e, is_boundary ? 1u : 0u});
+        const std::size_t n = state_.size();
+        offsets_.assign(n + 1, 0);
+        for (const tri32& t : tris_)
+            for (const index v : t) ++offsets_[v + 1];
+        for (std::size_t v = 0; v < n; ++v) offsets_[v + 1] += offsets_[v];
+        star_.resize(3 * tris_.size());
+        fill_.assign(offsets_.begin(), offsets_.end() - 1);
+        for (std::size_t t = 0; t < tris_.size(); ++t)
+            for (const index v : tris_[t]) star_[fill_[v]++] = static_cast<index>(t);
+    }
+
+    std::size_t valence(index v) const { return offsets_[v + 1] - offsets_[v]; }
+    const index* star_begin(index v) const { return star_.data() + offsets_[v]; }
+    const index* star_end(index v) const { return star_.data() + offsets_[v + 1]; }
+
+    bool has(const tri32& t, index v) const { return t[0] == v || t[1] == v || t[2] == v; }
+
+    /// The triangles on edge (a, b): how many, and the lowest of them.
+    std::pair<std::size_t, index> edge_triangles(index a, index b) const
+    {
+        const index x = valence(a) <= valence(b) ? a : b, y = x == a ? b : a;
+        std::size_t count = 0;
+        index lowest = dead;
+        for (const index* t = star_begin(x); t != star_end(x); ++t)
+            if (has(tris_[*t], y)) {
+                if (count++ == 0) lowest = *t;
+            }
+        return {count, lowest};
+    }
+
+    bool adjacent(index a, index b) const { return edge_triangles(a, b).first > 0; }
+
+    // ------------------------------------------------------------ edge kinds
+
+    /// Runs `body(begin, end, part)` over blocks of `count` items in
+    /// parallel and puts what the blocks appended to their parts into `all`,
+    /// in block order. `parts` keep their storage for the next call.
+    template <class T, class Body>
+    static void gather(std::size_t count, std::vector<std::vector<T>>& parts, std::vector<T>& all, const Body& body)
+    {
+        const std::size_t blocks = (count + block - 1) / block;
+        parts.resize(blocks);
+        oneapi::tbb::parallel_for(std::size_t{0}, blocks, [&](std::size_t k) {
+            parts[k].clear();
+            body(k * block, std::min(count, (k + 1) * block), parts[k]);
         });
-        for (const auto& [t, e, boundary] : reported) {
-            ++(boundary ? counts_.boundary_edges : counts_.non_manifold_edges);
-            const std::size_t a = surface_.triangles[t][e], b = surface_.triangles[t][next_index[e]];
-            if (boundary && !options_.preserve_boundary) {
+        std::vector<std::size_t> offsets(blocks + 1, 0);
+        for (std::size_t k = 0; k < blocks; ++k) offsets[k + 1] = offsets[k] + parts[k].size();
+        all.resize(offsets[blocks]);
+        oneapi::tbb::parallel_for(std::size_t{0}, blocks, [&](std::size_t k) {
+            std::copy(parts[k].begin(), parts[k].end(), all.begin() + static_cast<std::ptrdiff_t>(offsets[k]));
+        });
+    }
+
+    /// An edge met once, from its lowest triangle: its side and the number
+    /// of triangles on it.
+    struct edge_side {
+        index t;
+        std::uint8_t e;
+        std::uint8_t multiplicity;  // 1, 2, or 3 for three or more
+    };
+
+    /// Finds the boundary and non-manifold edges and, with the options, the
+    /// feature edges; pins or constrains their vertices.
+    void classify_edges()
+    {
+        const double feature_cos = std::cos(options_.feature_angle_degrees * 3.141592653589793 / 180.0);
+        const bool features = options_.feature_angle_degrees < 180.0;
+        std::vector<std::vector<edge_side>> parts;
+        std::vector<edge_side> special;
+        gather(tris_.size(), parts, special, [&](std::size_t begin, std::size_t end, auto& out) {
+            for (std::size_t t = begin; t != end; ++t)
+                for (std::uint8_t e = 0; e < 3; ++e) {
+                    const auto [count, lowest] = edge_triangles(tris_[t][e], tris_[t][next[e]]);
+                    if (lowest != t) continue;
+                    if (count != 2 || (features && is_feature(static_cast<index>(t), e, feature_cos)))
+                        out.push_back({static_cast<index>(t), e, static_cast<std::uint8_t>(std::min<std::size_t>(3, count))});
+                }
+        });
+        std::vector<std::uint8_t> constrained(state_.size(), 0);
+        auto constrain = [&](index v, index other) {
+            vertex_state& s = state_[v];
+            if (constrained[v] < 2) s.along[constrained[v]] = other;
+            constrained[v] = static_cast<std::uint8_t>(std::min(3, constrained[v] + 1));
+        };
+        for (const edge_side& side : special) {
+            const index a = tris_[side.t][side.e], b = tris_[side.t][next[side.e]];
+            if (side.multiplicity >= 3) {
+                ++counts_.non_manifold_edges;
+                state_[a].kind = state_[b].kind = freedom::pinned;
+                continue;
+            }
+            const bool boundary = side.multiplicity == 1;
+            counts_.boundary_edges += boundary;
+            if (boundary) state_[a].boundary = state_[b].boundary = 1;
+            counts_.feature_edges += !boundary;
+            if (boundary && options_.boundary == boundary_mode::locked) {
+                state_[a].kind = state_[b].kind = freedom::pinned;
+            } else if (boundary && options_.boundary == boundary_mode::free) {
                 state_[a].on_boundary = state_[b].on_boundary = 1;
-                boundary_sides_.push_back({t, e});
+                boundary_sides_.push_back({side.t, side.e});
             } else {
-                state_[a].pinned = state_[b].pinned = 1;
+                constrain(a, b);
+                constrain(b, a);
             }
         }
-        // The reports come in an order that depends on the threads' timing,
-        // and two planes added to a quadric in the other order may differ in
-        // the last bit: the boundary sides go by their vertex pairs.
-        const auto pair_of = [this](const std::array<std::size_t, 2>& side) {
-            const std::size_t a = surface_.triangles[side[0]][side[1]];
-            const std::size_t b = surface_.triangles[side[0]][next_index[side[1]]];
+        // On one or three and more constrained edges a vertex is a corner of them.
+        for (std::size_t v = 0; v < state_.size(); ++v) {
+            if (constrained[v] == 0 || state_[v].kind == freedom::pinned) continue;
+            state_[v].kind = constrained[v] == 2 ? freedom::sliding : freedom::pinned;
+        }
+        // Boundary planes are added to the quadrics by vertex pair, whatever the order found.
+        const auto pair_of = [this](const std::array<index, 2>& side) {
+            const index a = tris_[side[0]][side[1]], b = tris_[side[0]][next[side[1]]];
             return std::pair{std::min(a, b), std::max(a, b)};
         };
         std::sort(boundary_sides_.begin(), boundary_sides_.end(),
                   [&](const auto& x, const auto& y) { return pair_of(x) < pair_of(y); });
     }
 
+    point3 triangle_normal(const tri32& t) const
+    {
+        const auto& p = surface_.vertices;
+        return cross(sub(p[t[1]], p[t[0]]), sub(p[t[2]], p[t[0]]));
+    }
+
+    /// Whether the two triangles on side e of t turn by more than the feature
+    /// angle; a triangle without area makes no feature.
+    bool is_feature(index t, std::uint8_t e, double feature_cos) const
+    {
+        const index a = tris_[t][e], b = tris_[t][next[e]];
+        index other = dead;
+        for (const index* s = star_begin(a); s != star_end(a); ++s)
+            if (*s != t && has(tris_[*s], b)) other = *s;
+        const point3 n0 = triangle_normal(tris_[t]), n1 = triangle_normal(tris_[other]);
+        const double s0 = dot(n0, n0), s1 = dot(n1, n1);
+        if (!(s0 > 0) || !(s1 > 0)) return false;
+        const double d = dot(n0, n1);
+        // cos(turn) = d / sqrt(s0 s1) < feature_cos, without the root.
+        if (feature_cos >= 0) return d < 0 || d * d < feature_cos * feature_cos * s0 * s1;
+        return d < 0 && d * d > feature_cos * feature_cos * s0 * s1;
+    }
+
+    // ------------------------------------------------------------ quadrics
+
+    /// The plane of triangle t, weighted by its area.
+    quadric plane_of(const tri32& t) const
+    {
+        const auto& p = surface_.vertices;
+        const point3 n = cross(sub(p[t[1]], p[t[0]]), sub(p[t[2]], p[t[0]]));
+        const double length = std::sqrt(dot(n, n));
+        if (!(length > 0) || !std::isfinite(length)) return {};
+        const point3 unit{n.x / length, n.y / length, n.z / length};
+        return quadric::of_plane(unit, -dot(unit, p[t[0]]), length / 2.0);
+    }
+
     /// The quadric that keeps a boundary edge's vertices on the plane through
     /// the edge, upright on its triangle, weighted well above the surface's own.
-    quadric boundary_plane(std::size_t t, std::size_t e) const
+    quadric boundary_plane(index t, std::size_t e) const
     {
-        const auto& tri = surface_.triangles[t];
+        const auto& tri = tris_[t];
         const point3& a = surface_.vertices[tri[e]];
-        const point3& b = surface_.vertices[tri[next_index[e]]];
-        const point3& c = surface_.vertices[tri[next_index[next_index[e]]]];
+        const point3& b = surface_.vertices[tri[next[e]]];
+        const point3& c = surface_.vertices[tri[next[next[e]]]];
         // The plane's normal m = (b - a) x n, normalised as the core does, as
         // the normal of the triangle 0, b - a, n.
         const point3 n = cross(sub(b, a), sub(c, a));
@@ -205,59 +355,69 @@ private:
         return quadric::of_plane(unit, -dot(unit, a), 100.0 * dot(sub(b, a), sub(b, a)));
     }
 
-    /// Each vertex's quadric sums its triangles' planes in triangle order, so
-    /// the sums do not depend on the thread count. The vertices are split in
-    /// as many ranges as the arena has threads; each range's task reads every
-    /// triangle and adds to its own vertices only.
+    /// Each vertex sums its triangles' planes in triangle order, so that the
+    /// sums do not depend on the thread count; then the boundary planes.
     void build_quadrics()
     {
-        const auto& tris = surface_.triangles;
-        const std::size_t n = surface_.vertices.size();
-        quadrics_.assign(n, quadric{});
-        const auto ranges = static_cast<std::size_t>(oneapi::tbb::this_task_arena::max_concurrency());
-        oneapi::tbb::parallel_for(std::size_t{0}, ranges, [&](std::size_t r) {
-            const std::size_t begin = n * r / ranges, end = n * (r + 1) / ranges;
-            for (std::size_t t = 0; t < tris.size(); ++t) {
-                const auto& tri = tris[t];
-                if ((tri[0] < begin || tri[0] >= end) && (tri[1] < begin || tri[1] >= end) &&
-                    (tri[2] < begin || tri[2] >= end))
-                    continue;
-                const quadric plane = plane_of(t);
-                for (std::size_t v : tri)
-                    if (v >= begin && v < end) {
-                        quadrics_[v] += plane;
-                        ++state_[v].valence;
-                    }
-            }
+        quadrics_.assign(state_.size(), quadric{});
+        oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, state_.size(), block), [&](const auto& r) {
+            for (std::size_t v = r.begin(); v != r.end(); ++v)
+                for (const index* t = star_begin(static_cast<index>(v)); t != star_end(static_cast<index>(v)); ++t)
+                    quadrics_[v] += plane_of(tris_[*t]);
         });
         for (const auto& [t, e] : boundary_sides_) {
             const quadric q = boundary_plane(t, e);
-            quadrics_[tris[t][e]] += q;
-            quadrics_[tris[t][next_index[e]]] += q;
+            quadrics_[tris_[t][e]] += q;
+            quadrics_[tris_[t][next[e]]] += q;
         }
     }
 
-    quadric plane_of(std::size_t t) const
+    // ------------------------------------------------------------ plans
+
+    bool is_constrained_edge(index a, index b) const
     {
-        const auto& tri = surface_.triangles[t];
-        const point3& p0 = surface_.vertices[tri[0]];
-        const point3 &p1 = surface_.vertices[tri[1]], &p2 = surface_.vertices[tri[2]];
-        const double area = Zelkov::Math::get_area(p0, p1, p2);
-        if (!(area > 0) || !std::isfinite(area)) return {};
-        const point3 unit = Zelkov::Math::get_normal(p0, p1, p2, true);
-        return quadric::of_plane(unit, -dot(unit, p0), area);
+        const auto& s = state_[a];
+        return s.kind == freedom::sliding && (s.along[0] == b || s.along[1] == b);
+    }
+
+    /// The cheapest point of the segment from a to b under q: the ends, the
+    /// middle, and the minimum of the parabola through them.
+    static plan best_on_segment(const quadric& q, index a, index b, const point3& pa, const point3& pb)
+    {
+        const double e0 = std::max(0.0, q.error(pa)), e1 = std::max(0.0, q.error(pb));
+        const double em = std::max(0.0, q.error(along(pa, pb, 0.5)));
+        plan p{e0, a, b, pa};
+        if (e1 < p.cost) p = {e1, a, b, pb};
+        if (em < p.cost) p = {em, a, b, along(pa, pb, 0.5)};
+        const double curvature = 2.0 * e1 + 2.0 * e0 - 4.0 * em, slope = e1 - e0 - curvature;
+        if (curvature > 0) {
+            const double t = std::clamp(-slope / (2.0 * curvature), 0.0, 1.0);
+            const point3 x = along(pa, pb, t);
+            if (const double e = std::max(0.0, q.error(x)); e < p.cost) p = {e, a, b, x};
+        }
+        return p;
     }
 
     /// How edge (a, b) would be collapsed, or nothing when it may not be.
-    std::optional<plan> plan_for(std::size_t a, std::size_t b) const
+    std::optional<plan> plan_for(index a, index b) const
     {
-        if (state_[a].pinned && state_[b].pinned) return std::nullopt;
+        const vertex_state &sa = state_[a], &sb = state_[b];
+        if (sa.kind == freedom::sliding && sb.kind == freedom::sliding && !is_constrained_edge(a, b))
+            return std::nullopt;
         quadric q = quadrics_[a];
         q += quadrics_[b];
         const point3& pa = surface_.vertices[a];
         const point3& pb = surface_.vertices[b];
-        if (state_[a].pinned) return plan{std::max(0.0, q.error(pa)), a, b, pa};
-        if (state_[b].pinned) return plan{std::max(0.0, q.error(pb)), b, a, pb};
+        // A vertex that may not go anywhere else keeps its place; so does a
+        // hub, whose star would all have to be tested, and which is never
+        // removed for the same reason.
+        const bool a_hub = valence(a) > hub_valence, b_hub = valence(b) > hub_valence;
+        const bool a_stays = sa.kind == freedom::pinned || (sa.kind == freedom::sliding && sb.kind == freedom::free) || a_hub;
+        const bool b_stays = sb.kind == freedom::pinned || (sb.kind == freedom::sliding && sa.kind == freedom::free) || b_hub;
+        if (a_stays && b_stays) return std::nullopt;
+        if (a_stays) return plan{std::max(0.0, q.error(pa)), a, b, pa};
+        if (b_stays) return plan{std::max(0.0, q.error(pb)), b, a, pb};
+        if (sa.kind == freedom::sliding) return best_on_segment(q, a, b, pa, pb);
 
         const point3 mid{(pa.x + pb.x) / 2.0, (pa.y + pb.y) / 2.0, (pa.z + pb.z) / 2.0};
         // Trust the optimum only near the edge: far off it lies along a
@@ -271,191 +431,102 @@ private:
         return p;
     }
 
-    /// Whether side e of triangle t is the one its edge is queued from: it
-    /// runs from the smaller vertex index, and where the triangle across runs
-    /// the same way (a misoriented pair), t is the lower of the two.
-    bool queues_side(std::size_t t, std::size_t e) const
+    /// The error of a plan as a length: the root of the mean squared
+    /// distance to the merged planes.
+    double distance_of(const plan& p) const
     {
-        const auto& tri = surface_.triangles[t];
-        if (!(tri[e] < tri[next_index[e]])) return false;
-        const std::size_t across = cache_->triangle_neighbours[t][e];
-        return entries::flip_of(across) == 0 || entries::neighbour_of(across) > t;
+        const double w = quadrics_[p.kept].weight() + quadrics_[p.removed].weight();
+        return w > 0 ? std::sqrt(p.cost / w) : 0.0;
     }
 
-    /// Queues every edge once: inner edges from the triangle in which they
-    /// run from the smaller vertex index, collapsible boundary edges from
-    /// their one triangle. A misoriented inner edge, which both its triangles
-    /// run the same way, is queued from the lower of them, or not at all when
-    /// both run it from the larger index.
-    void build_queue()
+    // ------------------------------------------------------------ tests
+
+    /// The link condition on the stars as the pass began: two triangles on
+    /// the edge with distinct apexes (one, on a boundary edge that may
+    /// collapse), each apex keeping enough triangles, no other vertex
+    /// adjacent to both ends, and no inner edge joining two boundary vertices.
+    bool link_allows(index a, index b, std::array<index, 2>& apexes, std::size_t& shared, bool& boundary_edge) const
     {
-        const auto& tris = surface_.triangles;
-        // Blocks of triangles count their edges, then write them at their
-        // offsets: one array, written once, in triangle order.
-        constexpr std::size_t block = 4096;
-        const std::size_t blocks = (tris.size() + block - 1) / block;
-        std::vector<std::size_t> offsets(blocks + 1, 0);
-        auto for_blocks = [&](auto&& body) {
-            oneapi::tbb::parallel_for(std::size_t{0}, blocks, [&](std::size_t k) {
-                body(k, k * block, std::min(tris.size(), (k + 1) * block));
-            });
-        };
-        for_blocks([&](std::size_t k, std::size_t begin, std::size_t end) {
-            std::size_t count = 0;
-            for (std::size_t t = begin; t != end; ++t)
-                for (std::size_t e = 0; e < 3; ++e) count += queues_side(t, e);
-            offsets[k + 1] = count;
-        });
-        for (std::size_t k = 0; k < blocks; ++k) offsets[k + 1] += offsets[k];
-        initial_.resize(offsets[blocks]);
-        for_blocks([&](std::size_t k, std::size_t begin, std::size_t end) {
-            std::size_t at = offsets[k];
-            for (std::size_t t = begin; t != end; ++t)
-                for (std::size_t e = 0; e < 3; ++e)
-                    if (queues_side(t, e)) initial_[at++] = candidate_for(tris[t][e], tris[t][next_index[e]]);
-        });
-        for (const auto& [t, e] : boundary_sides_) {
-            const std::size_t a = tris[t][e], b = tris[t][next_index[e]];
-            if (a > b) initial_.push_back(candidate_for(b, a));
+        const index x = valence(a) <= valence(b) ? a : b, y = x == a ? b : a;
+        apexes = {dead, dead};
+        shared = 0;
+        for (const index* t = star_begin(x); t != star_end(x); ++t) {
+            const tri32& tri = tris_[*t];
+            if (!has(tri, y)) continue;
+            if (shared == 2) return false;
+            for (const index w : tri)
+                if (w != a && w != b) apexes[shared] = w;
+            ++shared;
         }
-        std::erase_if(initial_, [](const candidate& c) { return c.cost < 0; });
-        // About twice the collapses asked for are read from the start before the rest is needed.
-        chunk_ = std::max<std::size_t>(1 << 16, live_ - std::min(live_, options_.target_triangles));
-        sort_next_chunk();
-    }
-
-    /// The queue entry of edge (a, b) as the vertices stand now; a negative
-    /// cost when it may not be collapsed.
-    candidate candidate_for(std::size_t a, std::size_t b) const
-    {
-        const auto p = plan_for(a, b);
-        return {p ? p->cost : -1.0, static_cast<std::uint32_t>(a), static_cast<std::uint32_t>(b), state_[a].version,
-                state_[b].version};
-    }
-
-    bool is_dead(std::size_t t) const { return surface_.triangles[t][0] == dead; }
-
-    /// Walks the triangles around `v` into `around`, asking for their rows.
-    void walk_star(std::size_t v, std::vector<std::size_t>& around) const
-    {
-        around.clear();
-        cache_->append_vertex_triangles(v, around);
-        for (std::size_t t : around) __builtin_prefetch(&surface_.triangles[t]);
-    }
-
-    /// Keeps the live triangles of a walked star, ascending, each once.
-    void tidy_star(std::vector<std::size_t>& around) const
-    {
-        std::erase_if(around, [this](std::size_t t) { return is_dead(t); });
-        std::sort(around.begin(), around.end());
-        around.erase(std::unique(around.begin(), around.end()), around.end());
-    }
-
-    /// Asks for the positions and records of the corners of a star's
-    /// triangles, which the tests read scattered in memory.
-    void prefetch_ring(const std::vector<std::size_t>& around) const
-    {
-        for (std::size_t t : around)
-            for (std::size_t w : surface_.triangles[t]) {
-                __builtin_prefetch(&surface_.vertices[w]);
-                __builtin_prefetch(&state_[w].mark);
-            }
-    }
-
-    bool has_both(std::size_t t, std::size_t a, std::size_t b) const
-    {
-        const auto& tri = surface_.triangles[t];
-        return std::find(tri.begin(), tri.end(), a) != tri.end() && std::find(tri.begin(), tri.end(), b) != tri.end();
-    }
-
-    /// A fresh value for `vertex_state::mark`, below which every mark is old. Three are
-    /// taken at a time (a's ring, common, b's ring only).
-    std::uint32_t fresh_marks()
-    {
-        if (stamp_ > std::numeric_limits<std::uint32_t>::max() - 4) {
-            for (vertex_state& v : state_) v.mark = 0;
-            stamp_ = 0;
+        const bool both_on_boundary = state_[a].on_boundary && state_[b].on_boundary;
+        boundary_edge = shared == 1 && (both_on_boundary || is_constrained_edge(a, b));
+        if (shared != 2 && !boundary_edge) return false;
+        if (shared == 2 && (apexes[0] == apexes[1] || both_on_boundary)) return false;
+        if (!apexes_keep(apexes, shared, boundary_edge)) return false;
+        if (boundary_edge && (valence(a) <= 1 || valence(b) <= 1)) return false;
+        // The constrained edges on either side of a sliding collapse must not
+        // close a loop of three.
+        if (is_constrained_edge(a, b)) {
+            const auto other = [&](index v, index not_this) {
+                const auto& s = state_[v].along;
+                return s[0] == not_this ? s[1] : s[0];
+            };
+            if (other(a, b) == other(b, a)) return false;
         }
-        stamp_ += 3;
-        return stamp_ - 2;
+        return !rings_meet_outside(x, y, apexes);
     }
 
-    /// Lists the union of the rings of a and b into `ring_` (a and b
-    /// included, each vertex once) and returns how many vertices other than
-    /// a and b lie on both rings.
-    std::size_t gather_rings(std::size_t a, std::size_t b)
+    /// Whether each apex keeps enough triangles after the collapses chosen
+    /// before in the pass: three inside, one on the boundary.
+    bool apexes_keep(const std::array<index, 2>& apexes, std::size_t shared, bool boundary_edge) const
     {
-        const std::uint32_t on_a = fresh_marks(), on_both = on_a + 1, on_b = on_a + 2;
-        ring_.clear();
-        for (std::size_t t : around_a_)
-            for (std::size_t w : surface_.triangles[t])
-                if (w != a && state_[w].mark != on_a) {
-                    state_[w].mark = on_a;
-                    ring_.push_back(w);
-                }
-        std::size_t common = 0;
-        for (std::size_t t : around_b_)
-            for (std::size_t w : surface_.triangles[t]) {
-                if (w == b || state_[w].mark == on_both || state_[w].mark == on_b) continue;
-                if (state_[w].mark == on_a) {
-                    state_[w].mark = on_both;
-                    common += w != a;
-                } else {
-                    state_[w].mark = on_b;
-                    ring_.push_back(w);
-                }
-            }
-        return common;
+        for (std::size_t i = 0; i < shared; ++i)
+            if (valence(apexes[i]) - lost(apexes[i]) <= (boundary_edge || state_[apexes[i]].boundary ? 1u : 3u))
+                return false;
+        return true;
     }
 
-    /// Whether (a, b) is a boundary edge that may collapse: one triangle on
-    /// it, both ends on a collapsible boundary.
-    bool is_boundary_edge(std::size_t a, std::size_t b) const
+    /// Whether a vertex other than the apexes is adjacent to both x and y:
+    /// the ring of y is listed, each vertex once, unless y is a hub; then
+    /// each neighbour of x is looked for in its own star.
+    bool rings_meet_outside(index x, index y, const std::array<index, 2>& apexes) const
     {
-        return shared_.size() == 1 && state_[a].on_boundary && state_[b].on_boundary;
-    }
-
-    /// The link condition as far as the edge's own triangles (`shared_`) and
-    /// the star of one end tell it: two triangles on the edge with distinct
-    /// apexes (one on a boundary edge), each apex keeping enough triangles,
-    /// and on a boundary edge more than one triangle around that end. An
-    /// inner edge between two boundary vertices would pinch the surface and
-    /// is refused.
-    bool edge_allows(std::size_t a, std::size_t b, const std::vector<std::size_t>& one_star)
-    {
-        const bool boundary_edge = is_boundary_edge(a, b);
-        if (shared_.size() != 2 && !boundary_edge) return false;
-        if (!boundary_edge && state_[a].on_boundary && state_[b].on_boundary) return false;
-        std::size_t found = 0;
-        for (std::size_t t : shared_)
-            for (std::size_t w : surface_.triangles[t])
-                if (w != a && w != b && found < 2) apexes_[found++] = w;
-        if (found != shared_.size() || (found == 2 && apexes_[0] == apexes_[1])) return false;
-        for (std::size_t i = 0; i < found; ++i)
-            if (state_[apexes_[i]].valence <= (boundary_edge ? 1u : 3u)) return false;
-        return !boundary_edge || one_star.size() > 1;
-    }
-
-    /// The rest of the link condition, on both stars: the rings of a and b
-    /// meet exactly in the apexes (any other shared neighbour breaks it),
-    /// and a boundary edge leaves each end a triangle.
-    bool rings_allow(std::size_t a, std::size_t b)
-    {
-        if (gather_rings(a, b) != shared_.size()) return false;
-        return !is_boundary_edge(a, b) || (around_a_.size() > 1 && around_b_.size() > 1);
+        const auto outside = [&](index w) { return w != x && w != y && w != apexes[0] && w != apexes[1]; };
+        if (valence(y) > hub_valence) {
+            for (const index* t = star_begin(x); t != star_end(x); ++t)
+                for (const index w : tris_[*t])
+                    if (outside(w) && adjacent(w, y)) return true;
+            return false;
+        }
+        std::array<index, 2 * hub_valence + 2> ring;  // a vertex of a star of n triangles has at most 2 n neighbours
+        std::size_t size = 0;
+        for (const index* t = star_begin(y); t != star_end(y); ++t)
+            for (const index w : tris_[*t])
+                if (outside(w) && std::find(ring.begin(), ring.begin() + static_cast<std::ptrdiff_t>(size), w) ==
+                                      ring.begin() + static_cast<std::ptrdiff_t>(size))
+                    ring[size++] = w;
+        const auto end = ring.begin() + static_cast<std::ptrdiff_t>(size);
+        for (const index* t = star_begin(x); t != star_end(x); ++t)
+            for (const index w : tris_[*t])
+                if (std::find(ring.begin(), end, w) != end) return true;
+        return false;
     }
 
     /// No triangle that stays may turn its normal by more than the limit.
-    /// Compared in squares, so that no root is taken.
+    /// Compared in squares, so that no root is taken. A kept vertex that
+    /// does not move leaves its own triangles as they are.
     bool normals_allow(const plan& p) const
     {
-        for (const auto* around : {&around_a_, &around_b_})
-            for (std::size_t t : *around) {
-                if (has_both(t, p.kept, p.removed)) continue;
-                const auto& tri = surface_.triangles[t];
+        const auto& pos = surface_.vertices;
+        const bool kept_moves = !(p.position == pos[p.kept]);
+        for (const index v : {p.kept, p.removed}) {
+            if (v == p.kept && !kept_moves) continue;
+            for (const index* s = star_begin(v); s != star_end(v); ++s) {
+                const tri32& tri = tris_[*s];
+                if (has(tri, p.kept) && has(tri, p.removed)) continue;
                 std::array<point3, 3> before, after;
                 for (int c = 0; c < 3; ++c) {
-                    before[c] = surface_.vertices[tri[c]];
+                    before[c] = pos[tri[c]];
                     after[c] = (tri[c] == p.kept || tri[c] == p.removed) ? p.position : before[c];
                 }
                 const point3 n0 = cross(sub(before[1], before[0]), sub(before[2], before[0]));
@@ -465,6 +536,7 @@ private:
                 if (!(s0 > 0)) continue;
                 if (!turn_within_limit(dot(n0, n1), s0 * s1)) return false;
             }
+        }
         return true;
     }
 
@@ -476,243 +548,360 @@ private:
         return d >= 0 || d * d <= bound;
     }
 
-    /// The triangle and edge index in which `kept` runs to `removed`.
-    std::optional<neighbourhood_cache::triangle_edge> directed_edge(std::size_t kept, std::size_t removed) const
+    // ------------------------------------------------------------ passes
+
+    /// Whether a vertex of the stars of a or b changed in the last pass: the
+    /// tests of edge (a, b) read nothing else.
+    bool stars_changed(index a, index b) const
     {
-        for (std::size_t t : shared_)
-            for (std::uint32_t k = 0; k < 3; ++k)
-                if (surface_.triangles[t][k] == kept && surface_.triangles[t][next_index[k]] == removed)
-                    return neighbourhood_cache::triangle_edge::of(t, k);
-        return std::nullopt;
+        for (const index v : {a, b})
+            for (const index* t = star_begin(v); t != star_end(v); ++t)
+                for (const index w : tris_[*t])
+                    if (changed_[w] == listing_) return true;
+        return false;
     }
 
-    /// Queues the edges from the survivor `v` of a collapse of (a, b). Its
-    /// ring is the union of the two rings the link test took, without a and b.
-    void push_edges_of(std::size_t v, std::size_t a, std::size_t b)
+    /// Every edge that might collapse, once, from its lowest triangle, in
+    /// triangle order, with its cost as the pass begins. A side keeps the
+    /// cost found at the last listing while neither end has changed since.
+    void list_candidates()
     {
-        // The ring's quadrics lie scattered: ask for all of them before the first is needed.
-        for (std::size_t w : ring_) {
-            __builtin_prefetch(&quadrics_[w].q[0]);
-            __builtin_prefetch(&quadrics_[w].q[9]);
-            __builtin_prefetch(&state_[w]);
-        }
-        for (std::size_t w : ring_) {
-            if (w == a || w == b) continue;
-            if (const candidate c = candidate_for(v, w); c.cost >= 0) push(c);
-        }
+        side_costs_.resize(3 * tris_.size(), unknown_cost);
+        side_refused_.resize(3 * tris_.size(), 0);
+        gather(tris_.size(), parts_, candidates_, [&](std::size_t begin, std::size_t end, auto& out) {
+            for (std::size_t t = begin; t != end; ++t)
+                for (std::size_t e = 0; e < 3; ++e) {
+                    float& cached = side_costs_[3 * t + e];
+                    const index a = tris_[t][e], b = tris_[t][next[e]];
+                    const bool ends_changed = changed_[a] == listing_ || changed_[b] == listing_;
+                    if (side_refused_[3 * t + e]) {
+                        if (!ends_changed && !stars_changed(a, b)) continue;
+                        side_refused_[3 * t + e] = 0;
+                    }
+                    if (std::isnan(cached) || ends_changed) {
+                        if ((state_[a].kind == freedom::pinned && state_[b].kind == freedom::pinned) ||
+                            edge_triangles(a, b).second != t) {
+                            cached = not_listed;
+                        } else {
+                            const auto p = plan_for(a, b);
+                            cached = p ? static_cast<float>(p->cost) : no_plan;
+                        }
+                    }
+                    if (cached >= 0) out.push_back({cached, a, b, static_cast<index>(3 * t + e)});
+                }
+        });
+        ++listing_;
     }
 
-    /// Collapses the edge of candidate `c` if every test allows it; returns
-    /// the number of triangles that died, or nothing when it was refused.
-    std::optional<std::size_t> try_collapse(const candidate& c)
-    {
-        // The plan is made again, not stored in the queue: only one entry in
-        // three is still current when it is taken, and a smaller entry makes
-        // the queue cheaper than the solve saved.
-        auto p = plan_for(c.a, c.b);
-        if (!p) return std::nullopt;
-        // The star of the end with fewer triangles holds the edge's own
-        // triangles and settles most refusals. A hub's star at the other end
-        // is walked only for an edge that passes those tests; an ordinary
-        // one at once, so that the misses of both walks overlap.
-        const bool a_is_small = state_[c.a].valence <= state_[c.b].valence;
-        const std::size_t small_end = a_is_small ? c.a : c.b, large_end = a_is_small ? c.b : c.a;
-        auto& small_star = a_is_small ? around_a_ : around_b_;
-        auto& large_star = a_is_small ? around_b_ : around_a_;
-        const bool large_is_hub = state_[large_end].valence > hub_valence;
-        walk_star(small_end, small_star);
-        if (!large_is_hub) walk_star(large_end, large_star);
-        tidy_star(small_star);
-        if (!large_is_hub) tidy_star(large_star);
-        prefetch_ring(small_star);
-        if (!large_is_hub) prefetch_ring(large_star);
-        shared_.clear();
-        for (std::size_t t : small_star)
-            if (has_both(t, c.a, c.b)) shared_.push_back(t);
-        if (!edge_allows(c.a, c.b, small_star)) {
-            ++counts_.refused_by_link;
-            return std::nullopt;
-        }
-        if (large_is_hub) {
-            walk_star(large_end, large_star);
-            tidy_star(large_star);
-            prefetch_ring(large_star);
-        }
-        if (!rings_allow(c.a, c.b)) {
-            ++counts_.refused_by_link;
-            return std::nullopt;
-        }
-        if (!normals_allow(*p)) {
-            ++counts_.refused_by_normal;
-            return std::nullopt;
-        }
-        auto edge = directed_edge(p->kept, p->removed);
-        if (!edge && !state_[p->kept].pinned) {  // only the other direction is stored: let the other end survive
-            std::swap(p->kept, p->removed);
-            edge = directed_edge(p->kept, p->removed);
-        }
-        if (!edge) return std::nullopt;
+    /// The bucket of a cost: the top bits of its float, which order like the
+    /// costs themselves.
+    static std::uint32_t bucket_of(float cost) { return std::bit_cast<std::uint32_t>(cost) >> 19; }
 
-        const std::size_t kept = cache_->collapse_edge(*edge);
-        const std::size_t removed = kept == p->kept ? p->removed : p->kept;
-        surface_.vertices[kept] = p->position;
-        quadrics_[kept] += quadrics_[removed];
-        state_[removed].alive = 0;
-        survivor_[removed] = kept;
-        ++state_[kept].version;
-        state_[kept].pinned = state_[kept].pinned | state_[removed].pinned;
-        state_[kept].valence += state_[removed].valence - 2 * static_cast<std::uint32_t>(shared_.size());
-        state_[removed].valence = 0;
-        for (std::size_t i = 0; i < shared_.size(); ++i) --state_[apexes_[i]].valence;
-        state_[kept].on_boundary = state_[kept].on_boundary | state_[removed].on_boundary;
-        // The two stars have only the shared triangles in common.
-        std::size_t died = 0;
-        for (std::size_t t : around_a_) died += is_dead(t);
-        for (std::size_t t : around_b_)
-            died += is_dead(t) && std::find(shared_.begin(), shared_.end(), t) == shared_.end();
-        ++counts_.collapses;
-        counts_.largest_error = std::max(counts_.largest_error, p->cost);
-        push_edges_of(kept, c.a, c.b);
-        return died;
+    /// Counts the candidates of each bucket.
+    void count_buckets()
+    {
+        bucket_start_.assign(buckets + 1, 0);
+        for (const candidate& c : candidates_) ++bucket_start_[bucket_of(c.cost) + 1];
+        for (std::size_t k = 0; k < buckets; ++k) bucket_start_[k + 1] += bucket_start_[k];
     }
 
-    /// The cheapest queued edge, taken out of the queue. The queue has three
-    /// parts: the front of `initial_`, sorted; a heap of the edges queued
-    /// later that sort before the front's last entry; and everything else,
-    /// unsorted (the rest of `initial_` and `overflow_`), which is sorted a
-    /// chunk at a time only when the first two run dry. Most edges queued
-    /// during a run are never taken, and so never pass through the heap.
-    /// \pre the queue is not empty.
-    candidate pop_cheapest()
+    /// The candidates of the buckets up to that of `limit`, by bucket, in
+    /// list order within a bucket, into `sorted_`.
+    void sort_up_to(float limit)
     {
-        if (next_initial_ == sorted_end_ && queue_.empty()) sort_next_chunk();
-        if (next_initial_ < sorted_end_ && (queue_.empty() || !(queue_.top() < initial_[next_initial_])))
-            return initial_[next_initial_++];
-        const candidate c = queue_.top();
-        queue_.pop();
-        return c;
+        const std::uint32_t last = bucket_of(limit);
+        std::vector<std::uint32_t> at(bucket_start_.begin(), bucket_start_.begin() + last + 1);
+        sorted_.resize(bucket_start_[last + 1]);
+        for (const candidate& c : candidates_)
+            if (const std::uint32_t k = bucket_of(c.cost); k <= last) sorted_[at[k]++] = c;
     }
 
-    bool queue_empty() const { return next_initial_ == initial_.size() && queue_.empty() && overflow_.empty(); }
+    /// The triangles an apex loses to the collapses chosen so far in the pass.
+    std::size_t lost(index v) const { return loss_pass_[v] == pass_ ? loss_[v] : 0; }
 
-    void push(const candidate& c)
+    void lose(index v)
     {
-        if (sorted_end_ > 0 && c < initial_[sorted_end_ - 1]) queue_.push(c);
-        else overflow_.push_back(c);
+        if (loss_pass_[v] != pass_) loss_[v] = 0, loss_pass_[v] = pass_;
+        ++loss_[v];
     }
 
-    /// Sorts the cheapest `chunk_` of the unsorted edges into place after the
-    /// sorted front (dropping the front already taken).
-    void sort_next_chunk()
+    /// Marks the vertices whose edges a chosen collapse gives another cost
+    /// or other triangles: the ends, apexes that are hubs (fewer triangles)
+    /// and, on a constrained edge, the next vertex along it.
+    void mark_changed(const plan& p, const std::array<index, 2>& apexes, std::size_t shared)
     {
-        initial_.erase(initial_.begin(), initial_.begin() + static_cast<std::ptrdiff_t>(next_initial_));
-        initial_.insert(initial_.end(), overflow_.begin(), overflow_.end());
-        overflow_.clear();
-        next_initial_ = 0;
-        const std::size_t size = std::min(chunk_, initial_.size());
-        const auto last = initial_.begin() + static_cast<std::ptrdiff_t>(size);
-        if (last != initial_.end()) std::nth_element(initial_.begin(), last, initial_.end());
-        oneapi::tbb::parallel_sort(initial_.begin(), last, std::less<candidate>());
-        sorted_end_ = size;
+        changed_[p.kept] = changed_[p.removed] = listing_;
+        // An apex's edges cost the same unless it stops being a hub.
+        for (std::size_t k = 0; k < shared; ++k)
+            if (valence(apexes[k]) > hub_valence) changed_[apexes[k]] = listing_;
+        if (is_constrained_edge(p.kept, p.removed))
+            for (const index w : state_[p.removed].along) changed_[w] = listing_;
     }
 
-    /// Asks for what a queued edge's vertex is read for first: its state,
-    /// position, quadric and corner entry.
-    void prefetch_vertex(std::uint32_t v) const
+    /// Marks every vertex of the stars of a and b as touched in this pass.
+    void touch_stars(index a, index b)
     {
-        __builtin_prefetch(&state_[v]);
-        __builtin_prefetch(&surface_.vertices[v]);
-        __builtin_prefetch(&quadrics_[v].q[0]);
-        __builtin_prefetch(&quadrics_[v].q[9]);
-        __builtin_prefetch(&cache_->vertex_corners[v]);
+        for (const index v : {a, b})
+            for (const index* t = star_begin(v); t != star_end(v); ++t)
+                for (const index w : tris_[*t]) touched_[w] = pass_;
     }
 
-    /// Prefetches for the edges a few places ahead in the sorted front, and
-    /// for the next of them the triangle rows their corners name; and for
-    /// the top of the heap.
-    void prefetch_ahead() const
+    /// What the tests of one edge found.
+    enum class outcome : std::uint8_t { no_plan, refused_by_link, refused_by_normal, allowed };
+    struct verdict {
+        plan p;
+        std::array<index, 2> apexes;
+        std::uint8_t shared;
+        bool boundary_edge;
+        outcome result;
+    };
+
+    /// Tests edge (a, b) on the surface as the pass began.
+    verdict examine(index a, index b) const
     {
-        // Most entries read are stale and cost only the state test: the
-        // states are asked for furthest ahead.
-        constexpr std::size_t furthest = 32, far = 8, near = 3;
-        if (next_initial_ + furthest < sorted_end_) {
-            __builtin_prefetch(&state_[initial_[next_initial_ + furthest].a]);
-            __builtin_prefetch(&state_[initial_[next_initial_ + furthest].b]);
-        }
-        if (next_initial_ + far < sorted_end_) {
-            const candidate& c = initial_[next_initial_ + far];
-            prefetch_vertex(c.a);
-            prefetch_vertex(c.b);
-        }
-        if (next_initial_ + near < sorted_end_) {
-            const candidate& c = initial_[next_initial_ + near];
-            for (const std::uint32_t v : {c.a, c.b}) {
-                const std::size_t corner = cache_->vertex_corners[v];
-                if (!entries::is_corner_entry(corner)) continue;
-                __builtin_prefetch(&surface_.triangles[entries::entry_triangle(corner)]);
-                __builtin_prefetch(&cache_->triangle_neighbours[entries::entry_triangle(corner)]);
+        verdict v{};
+        const auto p = plan_for(a, b);
+        if (!p || distance_of(*p) > options_.max_error) return v;
+        v.p = *p;
+        std::size_t shared = 0;
+        const bool linked = link_allows(a, b, v.apexes, shared, v.boundary_edge);
+        v.shared = static_cast<std::uint8_t>(shared);
+        v.result = !linked ? outcome::refused_by_link
+                           : normals_allow(*p) ? outcome::allowed : outcome::refused_by_normal;
+        return v;
+    }
+
+    /// Chooses the pass's collapses among the untried edges up to `limit` in
+    /// cost, cheapest first, until they would remove `wanted` triangles: each
+    /// edge whose ends lie outside the stars of the edges taken before it is
+    /// taken for testing, the tests run in parallel, and the edges that pass
+    /// them, and still leave their apexes enough triangles, are chosen in the
+    /// order taken. Returns the number of edges tested.
+    std::size_t choose(float limit, std::size_t wanted)
+    {
+        tentative_.clear();
+        std::size_t removing = 0;
+        constexpr std::size_t ahead = 16;
+        for (std::size_t i = 0; i < sorted_.size() && removing < wanted; ++i) {
+            if (i + ahead < sorted_.size()) {
+                __builtin_prefetch(&touched_[sorted_[i + ahead].a]);
+                __builtin_prefetch(&touched_[sorted_[i + ahead].b]);
             }
+            const candidate& c = sorted_[i];
+            if (c.cost > limit || tried_[i] || touched_[c.a] == pass_ || touched_[c.b] == pass_) continue;
+            tried_[i] = 1;
+            touch_stars(c.a, c.b);
+            tentative_.push_back(c);
+            removing += std::min<std::size_t>(2, edge_triangles(c.a, c.b).first);
         }
-        if (!queue_.empty()) {
-            prefetch_vertex(queue_.top().a);
-            prefetch_vertex(queue_.top().b);
+        verdicts_.resize(tentative_.size());
+        oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, tentative_.size(), 256),
+                                  [&](const auto& r) {
+                                      for (std::size_t k = r.begin(); k != r.end(); ++k)
+                                          verdicts_[k] = examine(tentative_[k].a, tentative_[k].b);
+                                  });
+        chosen_.clear();
+        removing = 0;
+        for (std::size_t k = 0; k < verdicts_.size(); ++k) {
+            const verdict& v = verdicts_[k];
+            if (v.result == outcome::no_plan) continue;
+            // A refused edge is not listed again until something in its stars changes.
+            if (v.result == outcome::refused_by_link || !apexes_keep(v.apexes, v.shared, v.boundary_edge)) {
+                ++counts_.refused_by_link;
+                side_refused_[tentative_[k].side] = 1;
+                continue;
+            }
+            if (v.result == outcome::refused_by_normal) {
+                ++counts_.refused_by_normal;
+                side_refused_[tentative_[k].side] = 1;
+                continue;
+            }
+            for (std::size_t j = 0; j < v.shared; ++j) lose(v.apexes[j]);
+            mark_changed(v.p, v.apexes, v.shared);
+            chosen_.push_back(v.p);
+            removing += v.shared;
+            tell(removing);
         }
+        return tentative_.size();
     }
 
-    /// The vertex that `v` ended in, following the collapses; shortens the
-    /// chain as it goes.
-    static std::size_t final_survivor(std::vector<std::size_t>& into, std::size_t v)
+    /// Makes the chosen collapses; their stars are disjoint, so each writes
+    /// only its own triangles and vertices.
+    void make_chosen()
     {
-        std::size_t end = v;
-        while (into[end] != end) end = into[end];
-        while (into[v] != end) v = std::exchange(into[v], end);
-        return end;
+        oneapi::tbb::parallel_for(std::size_t{0}, chosen_.size(), [&](std::size_t i) {
+            const plan& p = chosen_[i];
+            for (const index* s = star_begin(p.removed); s != star_end(p.removed); ++s) {
+                tri32& tri = tris_[*s];
+                if (has(tri, p.kept)) tri[0] = dead;
+                else
+                    for (index& v : tri)
+                        if (v == p.removed) v = p.kept;
+            }
+            surface_.vertices[p.kept] = p.position;
+            quadrics_[p.kept] += quadrics_[p.removed];
+            survivor_[p.removed] = p.kept;
+            vertex_state &k = state_[p.kept], &r = state_[p.removed];
+            k.on_boundary |= r.on_boundary;
+            k.boundary |= r.boundary;
+            if (is_constrained_edge(p.kept, p.removed)) slide_on(p.kept, p.removed);
+        });
+        for (const plan& p : chosen_) {
+            counts_.largest_error = std::max(counts_.largest_error, p.cost);
+            counts_.largest_distance = std::max(counts_.largest_distance, distance_of(p));
+        }
+        counts_.collapses += chosen_.size();
+        std::size_t kept = 0;
+        for (std::size_t t = 0; t < tris_.size(); ++t) {
+            if (tris_[t][0] == dead) continue;
+            tris_[kept] = tris_[t];
+            std::copy_n(side_costs_.begin() + static_cast<std::ptrdiff_t>(3 * t), 3,
+                        side_costs_.begin() + static_cast<std::ptrdiff_t>(3 * kept));
+            std::copy_n(side_refused_.begin() + static_cast<std::ptrdiff_t>(3 * t), 3,
+                        side_refused_.begin() + static_cast<std::ptrdiff_t>(3 * kept));
+            ++kept;
+        }
+        tris_.resize(kept);
+        side_costs_.resize(3 * kept);
+        side_refused_.resize(3 * kept);
+    }
+
+    /// After the constrained edge (kept, removed) collapsed: kept now runs
+    /// to removed's other constrained neighbour, which runs back to kept.
+    void slide_on(index kept, index removed)
+    {
+        auto& k = state_[kept].along;
+        auto& r = state_[removed].along;
+        const index beyond = r[0] == kept ? r[1] : r[0];
+        (k[0] == removed ? k[0] : k[1]) = beyond;
+        auto& b = state_[beyond].along;
+        (b[0] == removed ? b[0] : b[1]) = kept;
+    }
+
+    /// Reports "collapses" when the triangles removed, with `removing` more
+    /// in this pass, reach another hundredth of those asked for.
+    void tell(std::size_t removing)
+    {
+        if (!progress_ || asked_ == 0) return;
+        const std::size_t done = std::min(asked_, started_with_ - tris_.size() + removing);
+        if (100 * done < (told_ + 1) * asked_) return;
+        told_ = 100 * done / asked_;
+        detail::report(progress_, "collapses", static_cast<double>(told_) / 100.0);
+    }
+
+    /// The cost up to which a pass takes edges: a factor above the cost at
+    /// the rank of the collapses still wanted.
+    float pass_limit(std::size_t wanted_collapses) const
+    {
+        if (wanted_collapses >= candidates_.size()) return std::numeric_limits<float>::infinity();
+        const auto above = std::upper_bound(bucket_start_.begin(), bucket_start_.end(), wanted_collapses);
+        const auto k = static_cast<std::uint32_t>(above - bucket_start_.begin() - 1);
+        std::size_t rank = bucket_start_[k];
+        for (const candidate& c : candidates_)
+            if (bucket_of(c.cost) == k && rank++ == wanted_collapses)
+                return static_cast<float>(pass_cost_factor) * c.cost;
+        return std::numeric_limits<float>::infinity();
     }
 
     void collapse()
     {
-        survivor_.resize(surface_.vertices.size());
-        for (std::size_t v = 0; v < survivor_.size(); ++v) survivor_[v] = v;
-        // The caller hears of each hundredth of the collapses asked for.
-        const std::size_t start = live_, asked = live_ - std::min(live_, options_.target_triangles);
-        std::size_t told = 0;
-        while (live_ > options_.target_triangles && !queue_empty()) {
-            prefetch_ahead();
-            const candidate c = pop_cheapest();
-            const vertex_state &a = state_[c.a], &b = state_[c.b];
-            if (!a.alive || !b.alive || a.version != c.version_a || b.version != c.version_b) continue;
-            if (const auto died = try_collapse(c)) {
-                live_ -= *died;
-                if (progress_ && 100 * (start - live_) >= (told + 1) * asked && start - live_ < asked) {
-                    told = 100 * (start - live_) / asked;
-                    detail::report(progress_, "collapses", static_cast<double>(told) / 100.0);
+        survivor_.resize(state_.size());
+        for (std::size_t v = 0; v < survivor_.size(); ++v) survivor_[v] = static_cast<index>(v);
+        touched_.assign(state_.size(), 0);
+        changed_.assign(state_.size(), std::numeric_limits<std::uint32_t>::max());
+        loss_.assign(state_.size(), 0);
+        loss_pass_.assign(state_.size(), 0);
+        const std::size_t target = options_.target_triangles;
+        started_with_ = tris_.size();
+        asked_ = started_with_ - std::min(started_with_, target);
+        for (bool first = true; tris_.size() > target; first = false) {
+            if (!first) build_stars();
+            list_candidates();
+            count_buckets();
+            const std::size_t wanted = tris_.size() - target;
+            const float limit = pass_limit((wanted + 1) / 2);
+            sort_up_to(limit);
+            tried_.assign(sorted_.size(), 0);
+            // When every edge tested is refused, the edges their stars kept
+            // out are tried, and when all up to the limit have been, the
+            // dearer ones.
+            const float all = std::numeric_limits<float>::infinity();
+            for (float range = limit;;) {
+                ++pass_;
+                const std::size_t tested = choose(range, wanted);
+                if (!chosen_.empty() || (tested == 0 && range == all)) break;
+                if (tested == 0) {
+                    range = all;
+                    sort_up_to(all);
+                    tried_.resize(sorted_.size(), 0);
                 }
             }
+            if (chosen_.empty()) break;
+            ++counts_.passes;
+            make_chosen();
         }
+        std::vector<candidate>().swap(candidates_);
+        std::vector<float>().swap(side_costs_);
+        std::vector<std::uint8_t>().swap(side_refused_);
+        std::vector<candidate>().swap(sorted_);
+        std::vector<std::vector<candidate>>().swap(parts_);
+    }
+
+    void write_back()
+    {
+        counts_.removed_triangles = surface_.triangles.size() - tris_.size();
+        surface_.triangles.resize(tris_.size());
+        for (std::size_t t = 0; t < tris_.size(); ++t)
+            surface_.triangles[t] = {tris_[t][0], tris_[t][1], tris_[t][2]};
+        counts_.triangles_after = tris_.size();
+    }
+
+    /// The vertex that `v` ended in, following the collapses; shortens the
+    /// chain as it goes.
+    std::size_t final_survivor(std::size_t v)
+    {
+        index end = static_cast<index>(v);
+        while (survivor_[end] != end) end = survivor_[end];
+        while (survivor_[v] != end) v = std::exchange(survivor_[v], end);
+        return end;
     }
 
     triangle_surface& surface_;
     const collapse_options& options_;
-    std::vector<std::array<std::size_t, 2>> boundary_sides_;  // (triangle, edge) of such edges
     const progress_callback& progress_;
-    std::vector<std::size_t> survivor_;  // the vertex each collapsed vertex went into
     double min_turn_cos_ = 0.0;
-    std::optional<neighbourhood_cache> cache_;
-    std::vector<quadric> quadrics_;
+    std::vector<tri32> tris_;  // the live triangles, in their input order
     std::vector<vertex_state> state_;
-    std::uint32_t stamp_ = 0;
-    using queue_type = std::priority_queue<candidate, std::vector<candidate>, std::greater<candidate>>;
-    std::vector<candidate> initial_;  // the edges as they stood at the start, ascending
-    std::size_t next_initial_ = 0;
-    std::size_t sorted_end_ = 0;       // initial_ is sorted up to here; nothing unsorted sorts before it
-    std::vector<candidate> overflow_;  // queued later, not before initial_[sorted_end_ - 1]
-    std::size_t chunk_ = 0;
-    queue_type queue_;  // the edges queued since
-    std::size_t live_ = 0;
+    std::vector<quadric> quadrics_;
+    std::vector<index> survivor_;  // the vertex each collapsed vertex went into
+    std::vector<std::array<index, 2>> boundary_sides_;  // (triangle, edge) of freely collapsing boundary edges
+    // The stars of the pass: offsets_[v] .. offsets_[v + 1] in star_.
+    std::vector<index> offsets_, star_, fill_;
+    std::vector<candidate> candidates_;
+    // Per side of a triangle (3 t + e), what the last listing found, kept
+    // while neither end changes (nor, then, do the triangles on the edge):
+    // the cost of its edge, no plan, not listed from this side, or unknown.
+    static constexpr float unknown_cost = std::numeric_limits<float>::quiet_NaN();
+    static constexpr float no_plan = -1.0f;
+    static constexpr float not_listed = -2.0f;
+    std::vector<float> side_costs_;
+    std::vector<std::uint8_t> side_refused_;  // per side: its edge was refused and nothing near it changed since
+    std::vector<std::uint32_t> changed_;  // the listing after which each vertex last changed
+    std::uint32_t listing_ = 0;
+    std::vector<std::vector<candidate>> parts_;  // per block of the listing
+    static constexpr std::size_t buckets = std::size_t{1} << 12;
+    std::vector<std::uint32_t> bucket_start_;
+    std::vector<candidate> sorted_;  // the candidates the pass may take, by bucket
+    std::vector<candidate> tentative_;  // the edges taken for testing in the pass
+    std::vector<verdict> verdicts_;
+    std::vector<std::uint8_t> tried_;  // per entry of sorted_: tested in this pass
+    std::vector<plan> chosen_;
+    std::vector<std::uint32_t> touched_;  // the pass that last touched each vertex
+    // Triangles lost by each apex in the pass that last changed it.
+    std::vector<std::uint32_t> loss_, loss_pass_;
+    std::uint32_t pass_ = 0;
+    std::size_t started_with_ = 0, asked_ = 0, told_ = 0;  // triangles, for the progress
     collapse_counts counts_;
-    // Scratch lists of one collapse, kept to save allocations.
-    std::vector<std::size_t> around_a_, around_b_, shared_, ring_;
-    std::array<std::size_t, 2> apexes_{};
 };
 
 }  // namespace
@@ -720,9 +909,9 @@ private:
 collapse_counts collapse_by_quadrics(triangle_surface& surface, const collapse_options& options,
                                      std::vector<unsigned char> pinned, const progress_callback& progress)
 {
-    if (surface.vertices.size() > std::numeric_limits<std::uint32_t>::max())
-        throw std::length_error("too many vertices to simplify (at most 4294967295)");
-    return simplifier(surface, options, std::move(pinned), progress).run();
+    if (surface.vertices.size() >= std::numeric_limits<index>::max())
+        throw std::length_error("too many vertices to simplify (at most 4294967294)");
+    return simplifier(surface, options, pinned, progress).run();
 }
 
 }  // namespace Zelkov::Processing

@@ -71,7 +71,7 @@ simplify_result simplify(triangle_surface& surface, const simplify_options& opti
     collapse_options c;
     c.target_triangles = r.target_triangles = target_for(options, s.triangles.size());
     c.max_normal_turn_degrees = options.max_normal_turn_degrees;
-    c.preserve_boundary = options.preserve_boundary;
+    c.boundary = options.preserve_boundary ? boundary_mode::locked : boundary_mode::free;
     r.collapse = collapse_by_quadrics(s, c, std::move(pinned), progress);
 
     std::vector<std::size_t> kept;

@@ -18,6 +18,7 @@
 #include <geometry/connectivity.h>
 #include <geometry/fields.h>
 #include <geometry/neighbourhood_cache.h>
+#include <processing/simplify.h>
 
 #include "cache/cache_checks.h"
 #include "support/fixtures.h"
@@ -269,6 +270,36 @@ TEST_F(Determinism, RoughnessCurvatureAndSmoothing)
         const auto field = ramp(s);
         expect_same_in_every_arena(name + ", smooth_scalar_field",
                                    [&s = s, &map, &field] { return smooth_scalar_field(s, field, map, 3); });
+    }
+}
+
+/// A simplified surface and where each vertex went.
+struct collapse_outcome {
+    triangle_surface surface;
+    std::vector<std::size_t> survivor;
+};
+
+bool same_bits(const collapse_outcome& a, const collapse_outcome& b)
+{
+    return same_bits(a.surface, b.surface) && a.survivor == b.survivor;
+}
+
+TEST_F(Determinism, QuadricCollapsesInEveryBoundaryMode)
+{
+    using namespace Zelkov::Processing;
+    for (const auto& [name, s, two] : surfaces()) {
+        if (count_topologically_degenerate_triangles(s) > 0) continue;
+        for (const auto mode : {boundary_mode::locked, boundary_mode::slide, boundary_mode::free}) {
+            collapse_options o;
+            o.target_triangles = s.triangles.size() / 5;
+            o.boundary = mode;
+            o.feature_angle_degrees = mode == boundary_mode::slide ? 40.0 : 180.0;
+            expect_same_in_every_arena(name + ", collapse_by_quadrics", [&s = s, &o] {
+                collapse_outcome r{s, {}};
+                r.survivor = collapse_by_quadrics(r.surface, o).survivor;
+                return r;
+            });
+        }
     }
 }
 
