@@ -13,6 +13,7 @@
 
 #include <oneapi/tbb/parallel_for.h>
 #include <oneapi/tbb/parallel_reduce.h>
+#include <oneapi/tbb/task_arena.h>
 
 #include <math/vecmath.h>
 
@@ -159,7 +160,7 @@ public:
 
     collapse_counts run()
     {
-        counts_.triangles_before = tris_.size();
+        counts_.triangles_before = live_ = tris_.size();
         detail::run_stage(progress_, "edge kinds", [&] {
             build_stars();
             classify_edges();
@@ -179,17 +180,33 @@ private:
 
     /// The triangles around each vertex, ascending: offsets into one array,
     /// filled by a counting sort over the live triangles.
+    /// Each task owns a range of vertices and reads every triangle, so that
+    /// each star comes out ascending without sorting, whatever the threads.
     void build_stars()
     {
         const std::size_t n = state_.size();
+        const auto ranges = static_cast<std::size_t>(oneapi::tbb::this_task_arena::max_concurrency());
+        const auto for_ranges = [&](auto&& body) {
+            oneapi::tbb::parallel_for(std::size_t{0}, ranges, [&](std::size_t r) {
+                body(static_cast<index>(n * r / ranges), static_cast<index>(n * (r + 1) / ranges));
+            });
+        };
         offsets_.assign(n + 1, 0);
-        for (const tri32& t : tris_)
-            for (const index v : t) ++offsets_[v + 1];
+        for_ranges([&](index begin, index end) {
+            for (const tri32& t : tris_)
+                if (t[0] != dead)
+                    for (const index v : t)
+                        if (v >= begin && v < end) ++offsets_[v + 1];
+        });
         for (std::size_t v = 0; v < n; ++v) offsets_[v + 1] += offsets_[v];
-        star_.resize(3 * tris_.size());
+        star_.resize(offsets_[n]);
         fill_.assign(offsets_.begin(), offsets_.end() - 1);
-        for (std::size_t t = 0; t < tris_.size(); ++t)
-            for (const index v : tris_[t]) star_[fill_[v]++] = static_cast<index>(t);
+        for_ranges([&](index begin, index end) {
+            for (std::size_t t = 0; t < tris_.size(); ++t)
+                if (tris_[t][0] != dead)
+                    for (const index v : tris_[t])
+                        if (v >= begin && v < end) star_[fill_[v]++] = static_cast<index>(t);
+        });
     }
 
     std::size_t valence(index v) const { return offsets_[v + 1] - offsets_[v]; }
@@ -570,7 +587,7 @@ private:
         side_refused_.resize(3 * tris_.size(), 0);
         gather(tris_.size(), parts_, candidates_, [&](std::size_t begin, std::size_t end, auto& out) {
             for (std::size_t t = begin; t != end; ++t)
-                for (std::size_t e = 0; e < 3; ++e) {
+                for (std::size_t e = 0; e < 3 && tris_[t][0] != dead; ++e) {
                     float& cached = side_costs_[3 * t + e];
                     const index a = tris_[t][e], b = tris_[t][next[e]];
                     const bool ends_changed = changed_[a] == listing_ || changed_[b] == listing_;
@@ -692,7 +709,8 @@ private:
             tried_[i] = 1;
             touch_stars(c.a, c.b);
             tentative_.push_back(c);
-            removing += std::min<std::size_t>(2, edge_triangles(c.a, c.b).first);
+            // Two triangles die, or one on a boundary edge.
+            removing += state_[c.a].boundary && state_[c.b].boundary ? std::min<std::size_t>(2, edge_triangles(c.a, c.b).first) : 2;
         }
         verdicts_.resize(tentative_.size());
         oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, tentative_.size(), 256),
@@ -722,6 +740,7 @@ private:
             removing += v.shared;
             tell(removing);
         }
+        chosen_removing_ = removing;
         return tentative_.size();
     }
 
@@ -751,19 +770,33 @@ private:
             counts_.largest_distance = std::max(counts_.largest_distance, distance_of(p));
         }
         counts_.collapses += chosen_.size();
+        live_ -= chosen_removing_;
+        // Dead rows are skipped until they are many.
+        if (2 * live_ < tris_.size()) compact();
+    }
+
+    /// Takes the dead triangles out of the rows, keeping the others in order,
+    /// with what is kept per side.
+    void compact()
+    {
+        const bool sides = side_costs_.size() == 3 * tris_.size();  // not once the loop is over
         std::size_t kept = 0;
         for (std::size_t t = 0; t < tris_.size(); ++t) {
             if (tris_[t][0] == dead) continue;
             tris_[kept] = tris_[t];
-            std::copy_n(side_costs_.begin() + static_cast<std::ptrdiff_t>(3 * t), 3,
-                        side_costs_.begin() + static_cast<std::ptrdiff_t>(3 * kept));
-            std::copy_n(side_refused_.begin() + static_cast<std::ptrdiff_t>(3 * t), 3,
-                        side_refused_.begin() + static_cast<std::ptrdiff_t>(3 * kept));
+            if (sides) {
+                std::copy_n(side_costs_.begin() + static_cast<std::ptrdiff_t>(3 * t), 3,
+                            side_costs_.begin() + static_cast<std::ptrdiff_t>(3 * kept));
+                std::copy_n(side_refused_.begin() + static_cast<std::ptrdiff_t>(3 * t), 3,
+                            side_refused_.begin() + static_cast<std::ptrdiff_t>(3 * kept));
+            }
             ++kept;
         }
         tris_.resize(kept);
-        side_costs_.resize(3 * kept);
-        side_refused_.resize(3 * kept);
+        if (sides) {
+            side_costs_.resize(3 * kept);
+            side_refused_.resize(3 * kept);
+        }
     }
 
     /// After the constrained edge (kept, removed) collapsed: kept now runs
@@ -783,7 +816,7 @@ private:
     void tell(std::size_t removing)
     {
         if (!progress_ || asked_ == 0) return;
-        const std::size_t done = std::min(asked_, started_with_ - tris_.size() + removing);
+        const std::size_t done = std::min(asked_, started_with_ - live_ + removing);
         if (100 * done < (told_ + 1) * asked_) return;
         told_ = 100 * done / asked_;
         detail::report(progress_, "collapses", static_cast<double>(told_) / 100.0);
@@ -812,13 +845,13 @@ private:
         loss_.assign(state_.size(), 0);
         loss_pass_.assign(state_.size(), 0);
         const std::size_t target = options_.target_triangles;
-        started_with_ = tris_.size();
+        started_with_ = live_;
         asked_ = started_with_ - std::min(started_with_, target);
-        for (bool first = true; tris_.size() > target; first = false) {
+        for (bool first = true; live_ > target; first = false) {
             if (!first) build_stars();
             list_candidates();
             count_buckets();
-            const std::size_t wanted = tris_.size() - target;
+            const std::size_t wanted = live_ - target;
             const float limit = pass_limit((wanted + 1) / 2);
             sort_up_to(limit);
             tried_.assign(sorted_.size(), 0);
@@ -849,6 +882,7 @@ private:
 
     void write_back()
     {
+        compact();
         counts_.removed_triangles = surface_.triangles.size() - tris_.size();
         surface_.triangles.resize(tris_.size());
         for (std::size_t t = 0; t < tris_.size(); ++t)
@@ -896,6 +930,8 @@ private:
     std::vector<verdict> verdicts_;
     std::vector<std::uint8_t> tried_;  // per entry of sorted_: tested in this pass
     std::vector<plan> chosen_;
+    std::size_t chosen_removing_ = 0;  // the triangles the chosen collapses kill
+    std::size_t live_ = 0;             // triangles alive; dead ones stay in the rows until compacted
     std::vector<std::uint32_t> touched_;  // the pass that last touched each vertex
     // Triangles lost by each apex in the pass that last changed it.
     std::vector<std::uint32_t> loss_, loss_pass_;
