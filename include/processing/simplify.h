@@ -108,9 +108,20 @@ struct simplify_options {
     /// The number of triangles to reach; when not given, `ratio` of the
     /// triangles left after welding, rounded to the nearest whole number.
     std::optional<std::size_t> target_triangles;
-    double ratio = 0.1;                     ///< the fraction to keep when no target is given, in (0, 1]
-    double max_normal_turn_degrees = 60.0;  ///< see `collapse_options`
-    bool preserve_boundary = true;          ///< see `collapse_options`
+    double ratio = 0.1;  ///< the fraction to keep when no target is given, in (0, 1]
+    /// Stop earlier, at this error as a length (see
+    /// `collapse_counts::largest_distance`). Infinity: no bound.
+    double max_error = std::numeric_limits<double>::infinity();
+    /// The same bound as a fraction of the diagonal of the welded input's
+    /// bounding box; the smaller of the two bounds applies.
+    double max_error_relative = std::numeric_limits<double>::infinity();
+    double max_normal_turn_degrees = 60.0;           ///< see `collapse_options`
+    boundary_mode boundary = boundary_mode::locked;  ///< see `collapse_options`
+    double feature_angle_degrees = 180.0;            ///< see `collapse_options`; 180: no features
+    /// Input vertices that must neither move nor go: empty, or one entry per
+    /// vertex of the input (before welding); a welded vertex is locked when
+    /// any of its copies is.
+    std::vector<unsigned char> locked;
     /// Afterwards, flip the edges whose triangles lie within this many degrees
     /// of flat and fail the Delaunay test (`relax_edge`), once each.
     double relax_flat_degrees = 5.0;
@@ -123,6 +134,7 @@ struct simplify_result {
     weld_result weld;                     ///< the welding of equal points and triangles
     investigation_figures investigation;  ///< of the welded input, when asked for
     std::size_t target_triangles = 0;     ///< the target the collapses aimed at
+    double error_bound = 0.0;             ///< the error bound the collapses kept to, as a length (infinity: none)
     collapse_counts collapse;             ///< the collapse step
     std::size_t relaxed_edges = 0;        ///< edges flipped by the relaxation
     /// For each vertex on entry, the vertex of the result it became: welded
@@ -145,8 +157,9 @@ ZELKOV_PROCESSING_EXPORT weld_options simplify_weld_options();
 /// stages of `weld`, "vertex-to-triangles map", "investigate", "pinch
 /// vertices", those of `collapse_by_quadrics`, "remove free points", "relax
 /// edges" and "curvature". The same for every thread count.
-/// \pre `surface` is valid.
-/// \throws std::length_error for more than 2^32 - 1 vertices; cancelled.
+/// \pre `surface` is valid; `options.locked` is empty or has one entry per vertex.
+/// \throws std::invalid_argument when `options.locked` has another size;
+/// std::length_error for 2^32 - 1 vertices or more; cancelled.
 ZELKOV_PROCESSING_EXPORT simplify_result simplify(triangle_surface& surface, const simplify_options& options = {},
                                                   const progress_callback& progress = {});
 

@@ -300,6 +300,9 @@ private:
                 state_[a].on_boundary = state_[b].on_boundary = 1;
                 boundary_sides_.push_back({side.t, side.e});
             } else {
+                // A sliding boundary is held to its line by the same planes,
+                // so that its corners keep their place while cheaper moves remain.
+                if (boundary) boundary_sides_.push_back({side.t, side.e});
                 constrain(a, b);
                 constrain(b, a);
             }
@@ -908,7 +911,7 @@ private:
     std::vector<vertex_state> state_;
     std::vector<quadric> quadrics_;
     std::vector<index> survivor_;  // the vertex each collapsed vertex went into
-    std::vector<std::array<index, 2>> boundary_sides_;  // (triangle, edge) of freely collapsing boundary edges
+    std::vector<std::array<index, 2>> boundary_sides_;  // (triangle, edge) of boundary edges that may collapse
     // The stars of the pass: offsets_[v] .. offsets_[v + 1] in star_.
     std::vector<index> offsets_, star_, fill_;
     std::vector<candidate> candidates_;

@@ -2,6 +2,8 @@
 
 #include <cmath>
 #include <limits>
+#include <stdexcept>
+#include <string>
 
 #include <geometry/trimesh.h>
 
@@ -18,6 +20,16 @@ std::size_t target_for(const simplify_options& o, std::size_t triangles)
 {
     if (o.target_triangles) return *o.target_triangles;
     return static_cast<std::size_t>(std::llround(o.ratio * static_cast<double>(triangles)));
+}
+
+/// The smaller of the absolute bound and the relative one on the diagonal
+/// of the box around the vertices that triangles use.
+double error_bound(const simplify_options& o, const triangle_surface& s)
+{
+    if (!(o.max_error_relative < std::numeric_limits<double>::infinity()) || s.triangles.empty()) return o.max_error;
+    const auto box = bounding_volume(s, false);
+    const double dx = box.max.x - box.min.x, dy = box.max.y - box.min.y, dz = box.max.z - box.min.z;
+    return std::min(o.max_error, o.max_error_relative * std::sqrt(dx * dx + dy * dy + dz * dz));
 }
 
 /// Flips every edge whose two triangles are within `flat_degrees` of each
@@ -59,6 +71,9 @@ weld_options simplify_weld_options()
 
 simplify_result simplify(triangle_surface& surface, const simplify_options& options, const progress_callback& progress)
 {
+    if (!options.locked.empty() && options.locked.size() != surface.vertices.size())
+        throw std::invalid_argument("the vertex locks have " + std::to_string(options.locked.size()) +
+                                    " entries for " + std::to_string(surface.vertices.size()) + " vertices");
     triangle_surface& s = surface;
     simplify_result r;
     r.weld = weld(s, simplify_weld_options(), progress);
@@ -67,11 +82,15 @@ simplify_result simplify(triangle_surface& surface, const simplify_options& opti
     if (options.investigate)
         r.investigation = run_stage(progress, "investigate", [&] { return investigate_sides(s, map); });
     auto pinned = run_stage(progress, "pinch vertices", [&] { return pinch_vertices(s, map); });
+    for (std::size_t v = 0; v < options.locked.size(); ++v)
+        if (options.locked[v] && r.weld.vertex_map[v] < pinned.size()) pinned[r.weld.vertex_map[v]] = 1;
 
     collapse_options c;
     c.target_triangles = r.target_triangles = target_for(options, s.triangles.size());
+    c.max_error = r.error_bound = error_bound(options, s);
     c.max_normal_turn_degrees = options.max_normal_turn_degrees;
-    c.boundary = options.preserve_boundary ? boundary_mode::locked : boundary_mode::free;
+    c.boundary = options.boundary;
+    c.feature_angle_degrees = options.feature_angle_degrees;
     r.collapse = collapse_by_quadrics(s, c, std::move(pinned), progress);
 
     std::vector<std::size_t> kept;

@@ -1,6 +1,9 @@
 // Quadric simplification on generated surfaces: targets, kept boundaries,
 // valid closed output, closeness to the input and independence of threads.
 
+#include <algorithm>
+#include <limits>
+
 #include <gtest/gtest.h>
 
 #include <geometry/trimesh.h>
@@ -18,12 +21,13 @@ using namespace Zelkov::Geometry;
 using Zelkov::Processing::collapse_by_quadrics;
 using Zelkov::Processing::collapse_counts;
 using Zelkov::Processing::collapse_options;
+using Zelkov::Processing::boundary_mode;
 
-collapse_counts simplify(triangle_surface& s, std::size_t target, bool preserve_boundary = true)
+collapse_counts simplify(triangle_surface& s, std::size_t target, boundary_mode boundary = boundary_mode::locked)
 {
     collapse_options o;
     o.target_triangles = target;
-    o.boundary = preserve_boundary ? Zelkov::Processing::boundary_mode::locked : Zelkov::Processing::boundary_mode::free;
+    o.boundary = boundary;
     const collapse_counts c = collapse_by_quadrics(s, o);
     remove_free_points(s);
     return c;
@@ -54,34 +58,97 @@ TEST(CollapseByQuadrics, ClosedSurfaceReachesTargetAndStaysClosedAndClose)
     EXPECT_GT(signed_volume(s), 0.0);  // not turned inside out
 }
 
-TEST(CollapseByQuadrics, BoundaryIsKeptWhereItIsAndFlatStaysFlat)
+/// The most triangles on one edge of `s`.
+std::size_t most_triangles_on_an_edge(const triangle_surface& s)
 {
-    const triangle_surface input = Zelkov::Meshgen::grid(40, 30);
-    triangle_surface s = input;
-    const collapse_counts c = simplify(s, 300);
-    EXPECT_TRUE(c.reached_target);
-    EXPECT_EQ(c.boundary_edges, 2u * (40 + 30));
-    // The boundary edges are never collapsed, and interior collapses keep every
-    // vertex in the plane.
-    EXPECT_EQ(boundary_edge_count(s), 2u * (40 + 30));
-    for (const auto& p : s.vertices) EXPECT_EQ(p.z, 0.0);
-    EXPECT_NEAR(area(s), 40.0 * 30.0, 1e-9);
+    const auto map = get_vertex_to_triangles_map(s);
+    std::size_t most = 0;
+    for (const auto& t : s.triangles)
+        for (int e = 0; e < 3; ++e)
+            most = std::max(most, triangle_indices_from_edge({t[e], t[(e + 1) % 3]}, s, map, false).size());
+    return most;
 }
 
-TEST(CollapseByQuadrics, BoundaryMayCollapseAlongItsOwnLine)
+// A flat rectangle in every boundary mode: interior collapses keep every
+// vertex in the plane; a locked boundary keeps every edge, a sliding or free
+// one keeps its vertices on the sides (the planes upright on the boundary
+// hold the corners), so the rectangle and its area stay.
+TEST(CollapseByQuadrics, FlatRectangleInEveryBoundaryMode)
 {
-    triangle_surface s = Zelkov::Meshgen::grid(40, 30);
-    const collapse_counts c = simplify(s, 40, false);
+    for (const auto mode : {boundary_mode::locked, boundary_mode::slide, boundary_mode::free}) {
+        SCOPED_TRACE(static_cast<int>(mode));
+        triangle_surface s = Zelkov::Meshgen::grid(40, 30);
+        const collapse_counts c = simplify(s, mode == boundary_mode::locked ? 300 : 40, mode);
+        EXPECT_TRUE(c.reached_target);
+        EXPECT_EQ(c.boundary_edges, 2u * (40 + 30));
+        ASSERT_TRUE(is_valid(s));
+        EXPECT_EQ(most_triangles_on_an_edge(s), 2u);
+        if (mode == boundary_mode::locked) {
+            EXPECT_EQ(boundary_edge_count(s), 2u * (40 + 30));
+        } else {
+            EXPECT_LT(boundary_edge_count(s), 2u * (40 + 30));
+        }
+        for (const auto& p : s.vertices) {
+            EXPECT_EQ(p.z, 0.0);
+            EXPECT_TRUE(p.x >= 0.0 && p.x <= 40.0 && p.y >= 0.0 && p.y <= 30.0);
+        }
+        const auto box = bounding_volume(s, false);
+        EXPECT_TRUE(box.min.x == 0.0 && box.min.y == 0.0 && box.max.x == 40.0 && box.max.y == 30.0);
+        EXPECT_NEAR(area(s), 40.0 * 30.0, 1e-6);
+    }
+}
+
+// A grid folded to a right angle along x = 10: the crease is a feature
+// line, whose vertices move only along it.
+TEST(CollapseByQuadrics, FeatureEdgesKeepTheirLine)
+{
+    triangle_surface s = Zelkov::Meshgen::grid(20, 20);
+    for (auto& p : s.vertices)
+        if (p.x > 10.0) p = {10.0, p.y, p.x - 10.0};
+    collapse_options o;
+    o.target_triangles = 250;
+    o.feature_angle_degrees = 45.0;
+    const collapse_counts c = collapse_by_quadrics(s, o);
+    remove_free_points(s);
+    EXPECT_EQ(c.feature_edges, 20u);
     EXPECT_TRUE(c.reached_target);
-    EXPECT_LT(boundary_edge_count(s), 2u * (40 + 30));
-    // Boundary vertices slide along the straight sides, so the rectangle stays.
-    const auto box = bounding_volume(s, false);
-    EXPECT_EQ(box.min.x, 0.0);
-    EXPECT_EQ(box.min.y, 0.0);
-    EXPECT_EQ(box.max.x, 40.0);
-    EXPECT_EQ(box.max.y, 30.0);
-    EXPECT_NEAR(area(s), 40.0 * 30.0, 1e-6);
-    for (const auto& p : s.vertices) EXPECT_EQ(p.z, 0.0);
+    ASSERT_TRUE(is_valid(s));
+    EXPECT_EQ(most_triangles_on_an_edge(s), 2u);
+    double crease = 0.0;
+    for (const auto& p : s.vertices) EXPECT_TRUE(p.z == 0.0 || p.x == 10.0);
+    for (const auto& t : s.triangles)
+        for (int e = 0; e < 3; ++e) {
+            const auto &p = s.vertices[t[e]], &q = s.vertices[t[(e + 1) % 3]];
+            if (t[e] < t[(e + 1) % 3] && p.x == 10.0 && p.z == 0.0 && q.x == 10.0 && q.z == 0.0)
+                crease += std::abs(p.y - q.y);
+        }
+    EXPECT_EQ(crease, 20.0);
+}
+
+TEST(CollapseByQuadrics, AnErrorBoundStopsEarlierAndPinnedVerticesStay)
+{
+    const triangle_surface input = Zelkov::Meshgen::icosphere(4);  // 5120 triangles
+    std::vector<unsigned char> pinned(input.vertices.size(), 0);
+    for (std::size_t v = 0; v < pinned.size(); v += 7) pinned[v] = 1;
+    collapse_options o;
+    o.target_triangles = 100;
+    o.max_error = 2e-3;
+    triangle_surface s = input;
+    const collapse_counts bounded = collapse_by_quadrics(s, o, pinned);
+    EXPECT_FALSE(bounded.reached_target);
+    EXPECT_GT(bounded.collapses, 1000u);
+    EXPECT_LE(bounded.largest_distance, 2e-3);
+    EXPECT_EQ(bounded.pinned_vertices, static_cast<std::size_t>(std::count(pinned.begin(), pinned.end(), 1)));
+    for (std::size_t v = 0; v < pinned.size(); ++v)
+        if (pinned[v]) {
+            EXPECT_EQ(bounded.survivor[v], v);
+            EXPECT_EQ(s.vertices[v], input.vertices[v]);
+        }
+    o.max_error = std::numeric_limits<double>::infinity();
+    s = input;
+    const collapse_counts unbounded = collapse_by_quadrics(s, o);
+    EXPECT_TRUE(unbounded.reached_target);
+    EXPECT_GT(unbounded.largest_distance, 2e-3);
 }
 
 // More edges than the first sorted chunk of the queue holds, and a target low
@@ -174,24 +241,44 @@ TEST(SimplifyJob, TheVertexMapFollowsEveryInputVertex)
     EXPECT_EQ(r.curvature.size(), s.vertices.size());
 }
 
+TEST(SimplifyJob, LockedInputVerticesStayThroughTheWeld)
+{
+    // A soup: each point has several copies, and locking one copy locks the welded point.
+    const triangle_surface input = Zelkov::Meshgen::soup(Zelkov::Meshgen::icosphere(3));
+    simplify_options o;
+    o.target_triangles = 100;
+    o.locked.assign(input.vertices.size(), 0);
+    for (std::size_t v = 0; v < input.vertices.size(); v += 40) o.locked[v] = 1;
+    triangle_surface s = input;
+    const simplify_result r = Zelkov::Processing::simplify(s, o);
+    EXPECT_TRUE(r.valid);
+    for (std::size_t v = 0; v < input.vertices.size(); ++v)
+        if (o.locked[v]) {
+            ASSERT_LT(r.vertex_map[v], s.vertices.size());
+            EXPECT_EQ(s.vertices[r.vertex_map[v]], input.vertices[v]) << v;
+        }
+    o.locked.pop_back();
+    EXPECT_THROW(Zelkov::Processing::simplify(s, o), std::invalid_argument);
+}
+
 TEST(SimplifyJob, RealMeshesReachTheirTargetCloseToTheInput)
 {
     const struct {
         const char* name;
         double ratio;
-        bool preserve_boundary, closed;
+        bool locked_boundary, closed;
     } meshes[] = {{"fandisk.obj", 0.1, true, true},
                   {"knot.ply", 0.2, true, true},
                   {"bunny.obj", 0.1, true, false},
                   {"bunny.obj", 0.05, false, false}};
     for (const auto& m : meshes) {
         ZELKOV_SHARED_MESH(path, m.name);
-        SCOPED_TRACE(std::string(m.name) + (m.preserve_boundary ? "" : ", boundary collapsed"));
+        SCOPED_TRACE(std::string(m.name) + (m.locked_boundary ? "" : ", boundary collapsed"));
         const triangle_surface input = Zelkov::Meshio::read_mesh_file(path);
         triangle_surface s = input;
         simplify_options o;
         o.ratio = m.ratio;
-        o.preserve_boundary = m.preserve_boundary;
+        o.boundary = m.locked_boundary ? boundary_mode::locked : boundary_mode::free;
         const simplify_result r = Zelkov::Processing::simplify(s, o);
         EXPECT_TRUE(r.collapse.reached_target);
         EXPECT_LE(s.triangles.size(), r.target_triangles);
@@ -203,7 +290,7 @@ TEST(SimplifyJob, RealMeshesReachTheirTargetCloseToTheInput)
         const auto after = Zelkov::Processing::inspect(s, {false});
         EXPECT_EQ(after.edges.non_manifold + after.vertex_classes.pinch, 0u);
         EXPECT_EQ(after.connected_components, 1u);
-        if (m.preserve_boundary) {
+        if (m.locked_boundary) {
             EXPECT_EQ(after.edges.boundary, r.collapse.boundary_edges);
         } else {
             EXPECT_LT(after.edges.boundary, r.collapse.boundary_edges);

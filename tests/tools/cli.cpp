@@ -98,7 +98,10 @@ TEST(SimplifyCommand, OptionsReachTheJobAndTheFileIsTheReportedSurface)
     scratch_dir dir;
     for (const bool collapse_boundary : {false, true}) {
         std::vector<std::string> args{"simplify", bunny, "--target", "5000", "-o", dir.file("b.ply"), "--json"};
-        if (collapse_boundary) args.push_back("--collapse-boundary");
+        if (collapse_boundary) {
+            args.push_back("--boundary");
+            args.push_back("free");
+        }
         const outcome o = run_cli(args);
         ASSERT_EQ(o.status, exit_ok) << o.err;
         const value r = value::parse(o.out);
@@ -114,6 +117,23 @@ TEST(SimplifyCommand, OptionsReachTheJobAndTheFileIsTheReportedSurface)
             EXPECT_EQ(boundary, 223u);
         }
     }
+}
+
+TEST(SimplifyCommand, ErrorBoundSlidingBoundaryAndFeaturesReachTheReport)
+{
+    const outcome o = run_cli({"simplify", "--default-mesh-triangles", "20000", "--ratio", "0.01", "--boundary",
+                               "slide", "--preserve-sharp", "30", "--max-error-relative", "0.0005", "--json"});
+    ASSERT_EQ(o.status, exit_ok) << o.err;
+    const value r = value::parse(o.out);
+    const value& c = r.at("collapse");
+    EXPECT_EQ(c.at("boundary").get<std::string>(), "slide");
+    EXPECT_GT(c.at("feature_edges").get<std::uint64_t>(), 0u);
+    EXPECT_FALSE(c.at("reached_target").get<bool>());
+    EXPECT_LE(c.at("largest_error").get<double>(), c.at("error_bound").get<double>());
+    EXPECT_TRUE(value::parse(run_cli({"simplify", "--default-mesh-triangles", "100", "--json"}).out)
+                    .at("collapse")
+                    .at("error_bound")
+                    .is_null());
 }
 
 TEST(SimplifyCommand, DefaultMeshWhenNoInputIsGiven)

@@ -76,6 +76,10 @@ TEST(Options, BadValuesAreRefusedNamingTheOption)
         {{"features", "--smooth", "1000000000"}, "--smooth"},
         {{"features", "--smooth", "100001"}, "--smooth"},
         {{"info", "--default-mesh-triangles", "-5"}, "--default-mesh-triangles"},
+        {{"simplify", "--boundary", "loose"}, "--boundary"},
+        {{"simplify", "--preserve-sharp", "190"}, "--preserve-sharp"},
+        {{"simplify", "--max-error", "-1"}, "--max-error"},
+        {{"simplify", "--max-error-relative", "nan"}, "--max-error-relative"},
     };
     for (const auto& c : cases) {
         const auto o = run_cli(c.args);

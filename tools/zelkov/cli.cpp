@@ -153,8 +153,24 @@ int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
                      "refuse a collapse that turns a triangle's normal by more degrees than this")
         ->check(number_between(0.0, 180.0))
         ->capture_default_str();
-    simplify_cmd->add_flag("--collapse-boundary", simplify.collapse_boundary,
-                           "let boundary edges collapse too (by default they are kept exactly as they are)");
+    simplify_cmd
+        ->add_option("--boundary", simplify.boundary,
+                     "locked: boundary edges kept as they are; slide: boundary vertices move along the boundary; "
+                     "free: boundary edges collapse like the others")
+        ->check(CLI::IsMember({"locked", "slide", "free"}))
+        ->capture_default_str();
+    simplify_cmd
+        ->add_option("--preserve-sharp", simplify.preserve_sharp_degrees,
+                     "keep edges sharper than this many degrees as features: their vertices slide only along them")
+        ->check(number_between(0.0, 180.0));
+    simplify_cmd
+        ->add_option("--max-error", simplify.max_error,
+                     "stop before a collapse would move the surface further than this distance")
+        ->check(number_between(0.0, std::numeric_limits<double>::max()));
+    simplify_cmd
+        ->add_option("--max-error-relative", simplify.max_error_relative,
+                     "the same bound as a fraction of the bounding-box diagonal")
+        ->check(number_between(0.0, std::numeric_limits<double>::max()));
     simplify_cmd
         ->add_option("--relax-angle", simplify.relax_flat_degrees,
                      "relax (flip) only edges whose triangles meet within this many degrees of flat")

@@ -49,9 +49,12 @@ struct clean_options {
 struct simplify_cli_options {
     std::optional<std::size_t> target;
     std::optional<double> ratio;
+    std::optional<double> max_error;
+    std::optional<double> max_error_relative;
     double max_normal_turn_degrees = 60.0;
     double relax_flat_degrees = 5.0;
-    bool collapse_boundary = false;
+    std::string boundary = "locked";
+    std::optional<double> preserve_sharp_degrees;
 };
 
 /// The most smoothing iterations `features` accepts.
