@@ -397,35 +397,42 @@ int main(int argc, char** argv)
             auto run = [&](stopwatch& sw) {
                 return p.ours ? arena.execute([&] { return p.fn(in, sw); }) : p.fn(in, sw);
             };
+            // A simplify pairing runs to half and to a tenth of the triangles.
             const bool simplify = std::strcmp(p.op, "simplify") == 0;
-            triangle_surface simplified;
-            if (simplify) in.simplified = &simplified;
-            stopwatch sw;
-            heap_in_use.store(0);
-            counting.store(true);
-            const std::size_t check = run(sw);
-            counting.store(false);
-            in.simplified = nullptr;
-            const double peak = sw.peak_bytes();
-            char errors[64] = "";
-            if (simplify) {
-                if (!distances) distances = std::make_unique<distance_to_reference>(in.surface);
-                const auto e = distances->measure(simplified);
-                std::snprintf(errors, sizeof errors, "\t%.6g\t%.6g", e.mean, e.max);
-                simplified = {};  // not held through the timed runs
-            }
+            const std::pair<const char*, double> variants[] = {{p.op, 0.5}, {"simplify-tenth", 0.1}};
+            for (std::size_t v = 0; v < (simplify ? 2u : 1u); ++v) {
+                const char* op = variants[v].first;
+                if (simplify && !o.filter.empty() && !matches_any(op, o.filter)) continue;
+                in.simplify_ratio = variants[v].second;
+                triangle_surface simplified;
+                if (simplify) in.simplified = &simplified;
+                stopwatch sw;
+                heap_in_use.store(0);
+                counting.store(true);
+                const std::size_t check = run(sw);
+                counting.store(false);
+                in.simplified = nullptr;
+                const double peak = sw.peak_bytes();
+                char errors[64] = "";
+                if (simplify) {
+                    if (!distances) distances = std::make_unique<distance_to_reference>(in.surface);
+                    const auto e = distances->measure(simplified);
+                    std::snprintf(errors, sizeof errors, "\t%.6g\t%.6g", e.mean, e.max);
+                    simplified = {};  // not held through the timed runs
+                }
 
-            const int reps = reps_for(p.op, in.surface.triangles.size(), o.reps_scale);
-            std::vector<double> seconds;
-            for (int r = 0; r < reps; ++r) {
-                run(sw);
-                seconds.push_back(sw.seconds());
+                const int reps = reps_for(p.op, in.surface.triangles.size(), o.reps_scale);
+                std::vector<double> seconds;
+                for (int r = 0; r < reps; ++r) {
+                    run(sw);
+                    seconds.push_back(sw.seconds());
+                }
+                std::sort(seconds.begin(), seconds.end());
+                std::printf("%s\t%s\t%zu\t%s\t%d\t%d\t%.6g\t%.6g\t%.0f\t%zu%s\n", op, in.name.c_str(),
+                            in.surface.triangles.size(), p.impl, o.threads, reps, seconds[seconds.size() / 2],
+                            seconds.front(), peak, check, errors);
+                std::fflush(stdout);
             }
-            std::sort(seconds.begin(), seconds.end());
-            std::printf("%s\t%s\t%zu\t%s\t%d\t%d\t%.6g\t%.6g\t%.0f\t%zu%s\n", p.op, in.name.c_str(),
-                        in.surface.triangles.size(), p.impl, o.threads, reps, seconds[seconds.size() / 2],
-                        seconds.front(), peak, check, errors);
-            std::fflush(stdout);
         }
         in.collapses.clear();
         in.collapses.shrink_to_fit();

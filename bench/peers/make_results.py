@@ -80,8 +80,8 @@ TABLES = [
 OURS_SIMPLIFY = 'ours collapse_by_quadrics + remove_free_points'
 MESHOPT_SIMPLIFY = 'meshopt_simplify'
 OPENMESH_SIMPLIFY = 'OpenMesh Decimater + ModQuadric (+ build)'
-SIMPLIFY_NOTE = ('Every implementation takes the input to half its triangles with no error bound. Building each '
-                 "peer's mesh from our arrays is timed, as ours builds its neighbourhood cache inside the call; "
+SIMPLIFY_NOTE = ('Every implementation takes the input to the fraction of its triangles in the title, with no error '
+                 "bound. Building each peer's mesh from our arrays is timed, as ours builds its stars inside the call; "
                  "meshoptimizer's conversion to float positions is not. meshoptimizer and OpenMesh collapse onto "
                  'an existing vertex; ours, CGAL (Garland-Heckbert plane policies) and Open3D place the survivor '
                  'where the summed quadric is least. The errors are measured the same way for all, on the warm-up '
@@ -126,25 +126,25 @@ def table_for(ops, ours_impl, inp):
 def fmt_err(e):
     return '' if e is None else f'{e:.3g}'
 
-def errors_of(inp, impl):
+def errors_of(inp, impl, op='simplify'):
     """The errors of an implementation's output; the same for every thread count, taken from the fewest."""
-    d = by.get(('simplify', inp, impl))
+    d = by.get((op, inp, impl))
     return d[min(d)]['errors'] if d and d[min(d)]['errors'] else None
 
-def simplify_table_for(inp):
-    impls = [impl for (op, i, impl) in by if op == 'simplify' and i == inp]
+def simplify_table_for(inp, op='simplify'):
+    impls = [impl for (o, i, impl) in by if o == op and i == inp]
     if not impls:
         return []
-    ours = best('simplify', inp, OURS_SIMPLIFY)
+    ours = best(op, inp, OURS_SIMPLIFY)
     lines = ['| implementation | 1 thread ms | 2 threads ms | peer time / our time | mean error | max error | peak bytes/triangle | triangles after |',
              '|---|--:|--:|--:|--:|--:|--:|--:|']
     for impl in impls:
-        d = by[('simplify', inp, impl)]
-        b = best('simplify', inp, impl)
+        d = by[(op, inp, impl)]
+        b = best(op, inp, impl)
         ratio = fmt_x(b['median'] / ours['median']) if ours and impl != OURS_SIMPLIFY else ''
-        e = errors_of(inp, impl) or [None, None]
+        e = errors_of(inp, impl, op) or [None, None]
         peak = d[min(d)]['peak'] / max(inputs[inp], 1)
-        lines.append(f"| {impl} | {fmt_ms(t('simplify', inp, impl, 1))} | {fmt_ms(t('simplify', inp, impl, 2))} | "
+        lines.append(f"| {impl} | {fmt_ms(t(op, inp, impl, 1))} | {fmt_ms(t(op, inp, impl, 2))} | "
                      f"{ratio} | {fmt_err(e[0])} | {fmt_err(e[1])} | {peak:.0f} | {b['check']} |")
     return lines
 
@@ -184,16 +184,26 @@ vals = [ratio('unique', 'Open3D RemoveDuplicatedVertices + Triangles', 'unique',
 target('unique on a soup vs Open3D', vals, lambda v: min(x for x in v if x) >= 3, '>= 3x faster')
 vals = [ratio('simplify', OPENMESH_SIMPLIFY, 'simplify', OURS_SIMPLIFY, i) for i in big]
 target('`simplify` 1M -> 500k vs OpenMesh Decimater', vals, lambda v: min(x for x in v if x) >= 10, '>= 10x faster')
-vals = [ratio('simplify', OURS_SIMPLIFY, 'simplify', MESHOPT_SIMPLIFY, i) for i in big]
-target('`simplify` 1M -> 500k vs meshopt_simplify (our time / meshopt time)', vals,
-       lambda v: max(x for x in v if x) <= 1.5, 'within 1.5x')
-vals = []
-for i in big:
-    ours_e, peer_e = errors_of(i, OURS_SIMPLIFY), errors_of(i, MESHOPT_SIMPLIFY)
-    if ours_e and peer_e:
-        vals += [o / p if p > 0 else (1.0 if o == 0 else float('inf')) for o, p in zip(ours_e, peer_e)]
-target('`simplify` mean and max error vs meshopt_simplify (our error / meshopt error)', vals,
-       lambda v: max(x for x in v if x is not None) <= 1, 'no worse (<= 1)')
+# The simplifier's goals hold on the 1M inputs and on every real mesh of at least 4,000 triangles.
+simplified = big + [i for i, n in inputs.items() if n >= 4000 and n < 900_000 and 'soup' not in i]
+for op, what in (('simplify', 'to half'), ('simplify-tenth', 'to a tenth')):
+    vals = [ratio(op, OURS_SIMPLIFY, op, MESHOPT_SIMPLIFY, i) for i in simplified]
+    target(f'`simplify` {what} vs meshopt_simplify (our time / meshopt time)', vals,
+           lambda v: max(x for x in v if x) <= 1, 'at most meshopt (<= 1)')
+    vals = []
+    for i in simplified:
+        ours_e, peer_e = errors_of(i, OURS_SIMPLIFY, op), errors_of(i, MESHOPT_SIMPLIFY, op)
+        if ours_e and peer_e:
+            vals += [o / p if p > 0 else (1.0 if o == 0 else float('inf')) for o, p in zip(ours_e, peer_e)]
+    target(f'`simplify` {what}: mean and max error vs meshopt_simplify (ours / meshopt)', vals,
+           lambda v: max(x for x in v if x is not None) <= 1, 'no worse (<= 1)')
+    vals = []
+    for i in simplified:
+        d_o, d_m = by.get((op, i, OURS_SIMPLIFY)), by.get((op, i, MESHOPT_SIMPLIFY))
+        if d_o and d_m and d_m[min(d_m)]['peak'] > 0:
+            vals.append(d_o[min(d_o)]['peak'] / d_m[min(d_m)]['peak'])
+    target(f'`simplify` {what}: peak heap vs meshopt_simplify (ours / meshopt)', vals,
+           lambda v: max(x for x in v if x) <= 1, 'at most meshopt (<= 1)')
 
 # Why an operation cannot reach 1.6 on two threads (see the section on missed targets).
 MAP_BUILD = 'includes the map build, which the contract caps below 1.5'
@@ -206,7 +216,7 @@ SPEEDUP_BOUNDS = {
     'ours is_sharp_edge (whole surface)': 'contract: serial triplet fill and setFromTriplets; only the normals are parallel',
     'ours unique': 'contract: serial sweeps and serial canonical rewrite around the two parallel sorts',
     'ours unique_vertices': 'contract: serial sweep after the parallel sort',
-    OURS_SIMPLIFY: 'the collapse loop is serial; only cache, quadrics and queue are parallel',
+    OURS_SIMPLIFY: 'the choice of each pass\'s collapses and the sweeps between passes are serial',
 }
 
 speedups = []
@@ -232,7 +242,7 @@ out.append('Times are medians of repeated runs after one untimed warm-up run (th
            'slower than a 1-thread run, because a parallel section waits for its slowest thread. '
            'Serial operations of ours have no 2-thread figure.')
 out.append('')
-out.append('## Targets at about 1M triangles (all 1M-class closed inputs; soups for unique)')
+out.append('## Targets at about 1M triangles (all 1M-class closed inputs; soups for unique; the simplifier also on every real mesh of 4,000 triangles or more)')
 out.append('')
 out.append('| target | goal | measured (range over inputs) | result |')
 out.append('|---|---|--:|---|')
@@ -262,13 +272,15 @@ for title, ops, ours_impl, note in TABLES:
             out.append('')
             out += lines
             out.append('')
-if any(op == 'simplify' for (op, _, _) in by):
-    out.append('## Simplification to half the triangles')
+for op, title in (('simplify', 'half'), ('simplify-tenth', 'a tenth of')):
+    if not any(o == op for (o, _, _) in by):
+        continue
+    out.append(f'## Simplification to {title} the triangles')
     out.append('')
     out.append(SIMPLIFY_NOTE)
     out.append('')
     for inp in inputs:
-        lines = simplify_table_for(inp)
+        lines = simplify_table_for(inp, op)
         if lines:
             out.append(f'**{inp}** ({inputs[inp]:,} triangles)')
             out.append('')

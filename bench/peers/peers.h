@@ -51,10 +51,15 @@ struct bench_input {
     /// remain; only vertices of triangles count) when the harness asks for it.
     /// The harness sets it for the warm-up run only, so the timed runs copy nothing.
     triangle_surface* simplified = nullptr;
+    /// The fraction of the triangles a simplify pairing keeps.
+    double simplify_ratio = 0.5;
 };
 
-/// The triangle count every simplify pairing aims at: half the input's.
-inline std::size_t simplify_target(const bench_input& in) { return in.surface.triangles.size() / 2; }
+/// The triangle count every simplify pairing aims at: `simplify_ratio` of the input's.
+inline std::size_t simplify_target(const bench_input& in)
+{
+    return static_cast<std::size_t>(static_cast<double>(in.surface.triangles.size()) * in.simplify_ratio);
+}
 
 /// The distance from a simplified surface back to the surface it was made
 /// from, measured the same way for every library. Samples are the vertices

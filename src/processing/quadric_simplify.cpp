@@ -581,59 +581,89 @@ private:
         return false;
     }
 
-    /// Every edge that might collapse, once, from its lowest triangle, in
-    /// triangle order, with its cost as the pass begins. A side keeps the
-    /// cost found at the last listing while neither end has changed since.
-    void list_candidates()
+    /// The blocks of triangles of the listing: at most 64, so that their
+    /// bucket counts stay small.
+    std::size_t listing_block() const { return std::max<std::size_t>(4096, (tris_.size() + 63) / 64); }
+
+    /// Brings the sides' costs up to date and counts, per block of
+    /// triangles, the listed edges of each bucket. Every edge that might
+    /// collapse is listed once, from its lowest triangle; a side keeps the
+    /// cost found at the last listing while neither end has changed since,
+    /// and a refused edge is not listed while nothing in its stars has.
+    void refresh_costs()
     {
         side_costs_.resize(3 * tris_.size(), unknown_cost);
         side_refused_.resize(3 * tris_.size(), 0);
-        gather(tris_.size(), parts_, candidates_, [&](std::size_t begin, std::size_t end, auto& out) {
-            for (std::size_t t = begin; t != end; ++t)
-                for (std::size_t e = 0; e < 3 && tris_[t][0] != dead; ++e) {
-                    float& cached = side_costs_[3 * t + e];
-                    const index a = tris_[t][e], b = tris_[t][next[e]];
-                    const bool ends_changed = changed_[a] == listing_ || changed_[b] == listing_;
-                    if (side_refused_[3 * t + e]) {
-                        if (!ends_changed && !stars_changed(a, b)) continue;
-                        side_refused_[3 * t + e] = 0;
-                    }
-                    if (std::isnan(cached) || ends_changed) {
-                        if ((state_[a].kind == freedom::pinned && state_[b].kind == freedom::pinned) ||
-                            edge_triangles(a, b).second != t) {
-                            cached = not_listed;
-                        } else {
-                            const auto p = plan_for(a, b);
-                            cached = p ? static_cast<float>(p->cost) : no_plan;
-                        }
-                    }
-                    if (cached >= 0) out.push_back({cached, a, b, static_cast<index>(3 * t + e)});
-                }
+        const std::size_t size = listing_block(), blocks = (tris_.size() + size - 1) / size;
+        block_counts_.assign(blocks * buckets, 0);
+        oneapi::tbb::parallel_for(std::size_t{0}, blocks, [&](std::size_t k) {
+            std::uint32_t* counts = block_counts_.data() + k * buckets;
+            for (std::size_t t = k * size; t < std::min(tris_.size(), (k + 1) * size); ++t)
+                for (std::size_t e = 0; e < 3 && tris_[t][0] != dead; ++e)
+                    if (const float cost = refresh_side(t, e); cost >= 0) ++counts[bucket_of(cost)];
         });
+        bucket_start_.assign(buckets + 1, 0);
+        for (std::size_t k = 0; k < blocks; ++k)
+            for (std::size_t j = 0; j < buckets; ++j) bucket_start_[j + 1] += block_counts_[k * buckets + j];
+        for (std::size_t j = 0; j < buckets; ++j) bucket_start_[j + 1] += bucket_start_[j];
         ++listing_;
+    }
+
+    /// The cost of the edge listed from side e of t, or a negative value
+    /// when it is not listed from there.
+    float refresh_side(std::size_t t, std::size_t e)
+    {
+        float& cached = side_costs_[3 * t + e];
+        const index a = tris_[t][e], b = tris_[t][next[e]];
+        const bool ends_changed = changed_[a] == listing_ || changed_[b] == listing_;
+        if (side_refused_[3 * t + e]) {
+            if (!ends_changed && !stars_changed(a, b)) return not_listed;
+            side_refused_[3 * t + e] = 0;
+        }
+        if (std::isnan(cached) || ends_changed) {
+            if ((state_[a].kind == freedom::pinned && state_[b].kind == freedom::pinned) ||
+                edge_triangles(a, b).second != t) {
+                cached = not_listed;
+            } else {
+                const auto p = plan_for(a, b);
+                cached = p ? static_cast<float>(p->cost) : no_plan;
+            }
+        }
+        return cached;
     }
 
     /// The bucket of a cost: the top bits of its float, which order like the
     /// costs themselves.
     static std::uint32_t bucket_of(float cost) { return std::bit_cast<std::uint32_t>(cost) >> 19; }
+    /// The least cost of a bucket.
+    static float bucket_floor(std::uint32_t k) { return std::bit_cast<float>(k << 19); }
 
-    /// Counts the candidates of each bucket.
-    void count_buckets()
-    {
-        bucket_start_.assign(buckets + 1, 0);
-        for (const candidate& c : candidates_) ++bucket_start_[bucket_of(c.cost) + 1];
-        for (std::size_t k = 0; k < buckets; ++k) bucket_start_[k + 1] += bucket_start_[k];
-    }
-
-    /// The candidates of the buckets up to that of `limit`, by bucket, in
-    /// list order within a bucket, into `sorted_`.
+    /// The listed edges of the buckets up to that of `limit`, by bucket, in
+    /// triangle order within a bucket, into `sorted_`.
     void sort_up_to(float limit)
     {
         const std::uint32_t last = bucket_of(limit);
-        std::vector<std::uint32_t> at(bucket_start_.begin(), bucket_start_.begin() + last + 1);
+        const std::size_t size = listing_block(), blocks = (tris_.size() + size - 1) / size;
+        // Each block's first place in each bucket.
+        std::vector<std::uint32_t> at(blocks * (last + 1));
+        oneapi::tbb::parallel_for(std::uint32_t{0}, last + 1, [&](std::uint32_t j) {
+            std::uint32_t place = bucket_start_[j];
+            for (std::size_t k = 0; k < blocks; ++k) {
+                at[k * (last + 1) + j] = place;
+                place += block_counts_[k * buckets + j];
+            }
+        });
         sorted_.resize(bucket_start_[last + 1]);
-        for (const candidate& c : candidates_)
-            if (const std::uint32_t k = bucket_of(c.cost); k <= last) sorted_[at[k]++] = c;
+        oneapi::tbb::parallel_for(std::size_t{0}, blocks, [&](std::size_t k) {
+            std::uint32_t* place = at.data() + k * (last + 1);
+            for (std::size_t t = k * size; t < std::min(tris_.size(), (k + 1) * size); ++t)
+                for (std::size_t e = 0; e < 3 && tris_[t][0] != dead; ++e) {
+                    const float cost = side_costs_[3 * t + e];
+                    if (!(cost >= 0) || side_refused_[3 * t + e]) continue;
+                    if (const std::uint32_t j = bucket_of(cost); j <= last)
+                        sorted_[place[j]++] = {cost, tris_[t][e], tris_[t][next[e]], static_cast<index>(3 * t + e)};
+                }
+        });
     }
 
     /// The triangles an apex loses to the collapses chosen so far in the pass.
@@ -825,18 +855,14 @@ private:
         detail::report(progress_, "collapses", static_cast<double>(told_) / 100.0);
     }
 
-    /// The cost up to which a pass takes edges: a factor above the cost at
-    /// the rank of the collapses still wanted.
+    /// The cost up to which a pass takes edges: a factor above the least
+    /// cost of the bucket that holds the rank of the collapses still wanted.
     float pass_limit(std::size_t wanted_collapses) const
     {
-        if (wanted_collapses >= candidates_.size()) return std::numeric_limits<float>::infinity();
+        if (wanted_collapses >= bucket_start_[buckets]) return std::numeric_limits<float>::infinity();
         const auto above = std::upper_bound(bucket_start_.begin(), bucket_start_.end(), wanted_collapses);
         const auto k = static_cast<std::uint32_t>(above - bucket_start_.begin() - 1);
-        std::size_t rank = bucket_start_[k];
-        for (const candidate& c : candidates_)
-            if (bucket_of(c.cost) == k && rank++ == wanted_collapses)
-                return static_cast<float>(pass_cost_factor) * c.cost;
-        return std::numeric_limits<float>::infinity();
+        return static_cast<float>(pass_cost_factor) * bucket_floor(k);
     }
 
     void collapse()
@@ -852,8 +878,7 @@ private:
         asked_ = started_with_ - std::min(started_with_, target);
         for (bool first = true; live_ > target; first = false) {
             if (!first) build_stars();
-            list_candidates();
-            count_buckets();
+            refresh_costs();
             const std::size_t wanted = live_ - target;
             const float limit = pass_limit((wanted + 1) / 2);
             sort_up_to(limit);
@@ -876,11 +901,10 @@ private:
             ++counts_.passes;
             make_chosen();
         }
-        std::vector<candidate>().swap(candidates_);
         std::vector<float>().swap(side_costs_);
         std::vector<std::uint8_t>().swap(side_refused_);
         std::vector<candidate>().swap(sorted_);
-        std::vector<std::vector<candidate>>().swap(parts_);
+        std::vector<std::uint32_t>().swap(block_counts_);
     }
 
     void write_back()
@@ -914,7 +938,6 @@ private:
     std::vector<std::array<index, 2>> boundary_sides_;  // (triangle, edge) of boundary edges that may collapse
     // The stars of the pass: offsets_[v] .. offsets_[v + 1] in star_.
     std::vector<index> offsets_, star_, fill_;
-    std::vector<candidate> candidates_;
     // Per side of a triangle (3 t + e), what the last listing found, kept
     // while neither end changes (nor, then, do the triangles on the edge):
     // the cost of its edge, no plan, not listed from this side, or unknown.
@@ -925,7 +948,7 @@ private:
     std::vector<std::uint8_t> side_refused_;  // per side: its edge was refused and nothing near it changed since
     std::vector<std::uint32_t> changed_;  // the listing after which each vertex last changed
     std::uint32_t listing_ = 0;
-    std::vector<std::vector<candidate>> parts_;  // per block of the listing
+    std::vector<std::uint32_t> block_counts_;  // listed edges per block of triangles and bucket
     static constexpr std::size_t buckets = std::size_t{1} << 12;
     std::vector<std::uint32_t> bucket_start_;
     std::vector<candidate> sorted_;  // the candidates the pass may take, by bucket
