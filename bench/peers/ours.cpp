@@ -9,7 +9,6 @@
 #include "peers.h"
 #include "../shortest_edge_policy.h"
 #include <processing/simplify.h>
-#include "stages.h"
 
 namespace Zelkov::Peers {
 

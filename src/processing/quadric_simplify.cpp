@@ -688,12 +688,12 @@ private:
             for (const index w : state_[p.removed].along) changed_[w] = listing_;
     }
 
-    /// Marks every vertex of the stars of a and b as touched in this pass.
+    /// Marks every vertex of the stars of a and b as touched in this round.
     void touch_stars(index a, index b)
     {
         for (const index v : {a, b})
             for (const index* t = star_begin(v); t != star_end(v); ++t)
-                for (const index w : tris_[*t]) touched_[w] = pass_;
+                for (const index w : tris_[*t]) touched_[w] = round_;
     }
 
     /// What the tests of one edge found.
@@ -729,8 +729,35 @@ private:
     /// order taken. Returns the number of edges tested.
     std::size_t choose(float limit, std::size_t wanted)
     {
+        chosen_.clear();
+        std::size_t removing = 0, tested = 0;
+        // Rounds: the edges that a refused edge's stars kept out are taken in
+        // the next round, against the stars of the edges chosen so far.
+        for (;;) {
+            ++round_;
+            for (const plan& p : chosen_) touch_stars(p.kept, p.removed);
+            take_for_testing(limit, wanted, removing);
+            if (tentative_.empty()) break;
+            tested += tentative_.size();
+            verdicts_.resize(tentative_.size());
+            oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, tentative_.size(), 256),
+                                      [&](const auto& r) {
+                                          for (std::size_t k = r.begin(); k != r.end(); ++k)
+                                              verdicts_[k] = examine(tentative_[k].a, tentative_[k].b);
+                                      });
+            const std::size_t refused = keep_allowed(removing);
+            if (refused == 0 || removing >= wanted) break;
+        }
+        chosen_removing_ = removing;
+        return tested;
+    }
+
+    /// Takes the untried edges up to `limit` whose ends lie outside the stars
+    /// touched in this round, cheapest first, each touching its own, until
+    /// `removing` and theirs would reach `wanted` triangles.
+    void take_for_testing(float limit, std::size_t wanted, std::size_t removing)
+    {
         tentative_.clear();
-        std::size_t removing = 0;
         constexpr std::size_t ahead = 16;
         for (std::size_t i = 0; i < sorted_.size() && removing < wanted; ++i) {
             if (i + ahead < sorted_.size()) {
@@ -738,33 +765,32 @@ private:
                 __builtin_prefetch(&touched_[sorted_[i + ahead].b]);
             }
             const candidate& c = sorted_[i];
-            if (c.cost > limit || tried_[i] || touched_[c.a] == pass_ || touched_[c.b] == pass_) continue;
+            if (c.cost > limit || tried_[i] || touched_[c.a] == round_ || touched_[c.b] == round_) continue;
             tried_[i] = 1;
             touch_stars(c.a, c.b);
             tentative_.push_back(c);
             // Two triangles die, or one on a boundary edge.
-            removing += state_[c.a].boundary && state_[c.b].boundary ? std::min<std::size_t>(2, edge_triangles(c.a, c.b).first) : 2;
+            removing += state_[c.a].boundary && state_[c.b].boundary
+                            ? std::min<std::size_t>(2, edge_triangles(c.a, c.b).first)
+                            : 2;
         }
-        verdicts_.resize(tentative_.size());
-        oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, tentative_.size(), 256),
-                                  [&](const auto& r) {
-                                      for (std::size_t k = r.begin(); k != r.end(); ++k)
-                                          verdicts_[k] = examine(tentative_[k].a, tentative_[k].b);
-                                  });
-        chosen_.clear();
-        removing = 0;
+    }
+
+    /// Chooses the tested edges that passed, in the order taken, if their
+    /// apexes still keep enough triangles; adds the triangles they remove to
+    /// `removing`. A refused edge is not listed again until something in its
+    /// stars changes. Returns the number refused.
+    std::size_t keep_allowed(std::size_t& removing)
+    {
+        std::size_t refused = 0;
         for (std::size_t k = 0; k < verdicts_.size(); ++k) {
             const verdict& v = verdicts_[k];
             if (v.result == outcome::no_plan) continue;
-            // A refused edge is not listed again until something in its stars changes.
-            if (v.result == outcome::refused_by_link || !apexes_keep(v.apexes, v.shared, v.boundary_edge)) {
-                ++counts_.refused_by_link;
+            const bool link = v.result == outcome::refused_by_link || !apexes_keep(v.apexes, v.shared, v.boundary_edge);
+            if (link || v.result == outcome::refused_by_normal) {
+                ++(link ? counts_.refused_by_link : counts_.refused_by_normal);
                 side_refused_[tentative_[k].side] = 1;
-                continue;
-            }
-            if (v.result == outcome::refused_by_normal) {
-                ++counts_.refused_by_normal;
-                side_refused_[tentative_[k].side] = 1;
+                ++refused;
                 continue;
             }
             for (std::size_t j = 0; j < v.shared; ++j) lose(v.apexes[j]);
@@ -773,8 +799,7 @@ private:
             removing += v.shared;
             tell(removing);
         }
-        chosen_removing_ = removing;
-        return tentative_.size();
+        return refused;
     }
 
     /// Makes the chosen collapses; their stars are disjoint, so each writes
@@ -958,7 +983,8 @@ private:
     std::vector<plan> chosen_;
     std::size_t chosen_removing_ = 0;  // the triangles the chosen collapses kill
     std::size_t live_ = 0;             // triangles alive; dead ones stay in the rows until compacted
-    std::vector<std::uint32_t> touched_;  // the pass that last touched each vertex
+    std::vector<std::uint32_t> touched_;  // the round of a pass that last touched each vertex
+    std::uint32_t round_ = 0;
     // Triangles lost by each apex in the pass that last changed it.
     std::vector<std::uint32_t> loss_, loss_pass_;
     std::uint32_t pass_ = 0;
