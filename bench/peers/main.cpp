@@ -16,6 +16,7 @@
 // Options: --threads N, --parallel-only (only the pairings measured again with
 // more threads), --sizes 100000,1000000 (generated sizes), --inputs LIST and
 // --filter LIST (generated inputs and operations by name, see `matches_any`),
+// --impls LIST (implementations by name, the same way),
 // --no-real (leave out the shared real meshes), --reps-scale X.
 
 #include <malloc.h>
@@ -234,6 +235,7 @@ struct options {
     bool parallel_only = false;
     std::vector<std::size_t> sizes{100'000, 1'000'000};
     std::string filter;
+    std::string impls;
     std::string inputs;
     bool real_meshes = true;
     double reps_scale = 1.0;
@@ -249,6 +251,7 @@ options parse(int argc, char** argv)
         else if (a == "--parallel-only") o.parallel_only = true;
         else if (a == "--no-real") o.real_meshes = false;
         else if (a == "--filter") o.filter = next();
+        else if (a == "--impls") o.impls = next();
         else if (a == "--inputs") o.inputs = next();
         else if (a == "--reps-scale") o.reps_scale = std::stod(next());
         else if (a == "--sizes") {
@@ -385,6 +388,7 @@ int main(int argc, char** argv)
         for (const auto& p : pairings()) {
             if ((p.kinds & bit) == 0 || (o.parallel_only && !p.parallel)) continue;
             if (!o.filter.empty() && !matches_any(p.op, o.filter)) continue;
+            if (!o.impls.empty() && !matches_any(p.impl, o.impls)) continue;
             if (p.needs_cgal) {
                 // CGAL's soup conversion is quadratic in a vertex's valence: the fan is left out.
                 if (in.kind == "fan") continue;
