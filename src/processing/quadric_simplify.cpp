@@ -2,32 +2,37 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <optional>
 #include <stdexcept>
 #include <utility>
 
+#include <oneapi/tbb/blocked_range.h>
 #include <oneapi/tbb/parallel_for.h>
 #include <oneapi/tbb/parallel_reduce.h>
-#include <oneapi/tbb/task_arena.h>
+#include <oneapi/tbb/parallel_sort.h>
 
+#include <geometry/measures.h>
 #include <math/vecmath.h>
 
 #include "stages.h"
 
 // The collapse loop works in passes, as the fastest simplifiers do. A pass
-// lists every edge once with its quadric cost, orders the edges by cost,
-// and walks them cheapest first, taking an edge when no collapse taken
-// earlier in the pass has touched the star of either end, and when the link
-// condition and the normal test allow it on the surface as it stood at the
-// start of the pass. The collapses of one pass then have disjoint stars: they
-// are made in parallel, each writing only its own triangles and vertices,
-// and the result is the same for every thread count. The costs are computed
-// in parallel too; the choice is serial, in a fixed order.
+// brings every edge's quadric cost up to date (in parallel; a cost is kept
+// while neither end changes), orders the edges by the top bits of the cost,
+// and walks them cheapest first, taking an edge for testing when no edge
+// taken earlier in the pass has touched the star of either end. The tests
+// (link condition, normal turn) run in parallel on the surface as it stood
+// at the start of the pass; the edges that pass them are chosen in the order
+// taken, and the edges that a refused one kept out get another round. The
+// chosen collapses have disjoint stars: they are made in parallel, each
+// writing only its own triangles and vertices. Every choice is made
+// serially in a fixed order, so the result is the same for every thread
+// count.
 
 namespace Zelkov::Processing {
 
@@ -44,11 +49,11 @@ constexpr std::size_t next[3] = {1, 2, 0};
 /// place in a collapse, so that a collapse next to it does not test the
 /// normals of its whole star.
 constexpr std::size_t hub_valence = 32;
-/// A pass takes edges up to this factor times the cost of the edge whose
-/// rank is the number of collapses still wanted: many cheaper ones are
-/// refused or touched by an earlier collapse of the pass.
+/// A pass takes edges up to this factor times the least cost of the bucket
+/// that holds the rank of the collapses still wanted: many cheaper edges are
+/// refused or kept out by an earlier collapse of the pass.
 constexpr double pass_cost_factor = 1.5;
-/// Triangles per block of the parallel loops over triangles.
+/// Triangles per block of the parallel search for special edges.
 constexpr std::size_t block = 4096;
 
 point3 sub(const point3& a, const point3& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
@@ -143,19 +148,113 @@ struct vertex_state {
     std::array<index, 2> along{dead, dead};
 };
 
+/// The bits of a 21-bit cell coordinate spread to every third bit.
+std::uint64_t spread_bits(std::uint64_t x)
+{
+    x &= 0x1fffff;
+    x = (x | x << 32) & 0x1f00000000ffffULL;
+    x = (x | x << 16) & 0x1f0000ff0000ffULL;
+    x = (x | x << 8) & 0x100f00f00f00f00fULL;
+    x = (x | x << 4) & 0x10c30c30c30c30c3ULL;
+    x = (x | x << 2) & 0x1249249249249249ULL;
+    return x;
+}
+
+/// Whether the triangles name vertices far apart in the numbering: the mean
+/// spread of a triangle's indices is above a hundredth of the vertices.
+bool scattered(const triangle_surface& s)
+{
+    if (s.triangles.empty()) return false;
+    const double spread = oneapi::tbb::parallel_reduce(
+        oneapi::tbb::blocked_range<std::size_t>(0, s.triangles.size(), 4096), 0.0,
+        [&](const auto& r, double sum) {
+            for (std::size_t t = r.begin(); t != r.end(); ++t) {
+                const auto& tri = s.triangles[t];
+                sum += static_cast<double>(std::max({tri[0], tri[1], tri[2]}) - std::min({tri[0], tri[1], tri[2]}));
+            }
+            return sum;
+        },
+        std::plus<>());
+    return spread > 0.01 * static_cast<double>(s.triangles.size()) * static_cast<double>(s.vertices.size());
+}
+
+/// A numbering of the vertices and triangles under which neighbours lie
+/// near each other in memory. An input whose triangles already name nearby
+/// vertices keeps its own; a scattered one is renumbered: vertices by the
+/// Morton order of their cell in a 2^21 grid over the bounding box (ties by
+/// index; a NaN coordinate counts as the box's least), triangles by their
+/// least vertex in that order (ties by index).
+struct locality_order {
+    bool renumbered = false;
+    std::vector<index> vertex_of;    // new -> old
+    std::vector<index> new_vertex;   // old -> new
+    std::vector<index> triangle_of;  // new -> old
+
+    explicit locality_order(const triangle_surface& s)
+    {
+        const std::size_t n = s.vertices.size();
+        renumbered = scattered(s);
+        if (!renumbered) {
+            vertex_of.resize(n);
+            for (std::size_t v = 0; v < n; ++v) vertex_of[v] = static_cast<index>(v);
+            new_vertex = vertex_of;
+            triangle_of.resize(s.triangles.size());
+            for (std::size_t t = 0; t < s.triangles.size(); ++t) triangle_of[t] = static_cast<index>(t);
+            return;
+        }
+        const auto box = Zelkov::Geometry::bounding_volume(s, true);
+        const point3 low = box.min, size = sub(box.max, box.min);
+        const auto cell = [](double x, double from, double extent) -> std::uint64_t {
+            const double t = extent > 0 ? (x - from) / extent : 0.0;
+            return t > 0 ? static_cast<std::uint64_t>(std::min(t, 1.0) * 2097151.0) : 0;  // NaN too
+        };
+        std::vector<std::pair<std::uint64_t, index>> keyed(n);
+        oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, n, 4096), [&](const auto& r) {
+            for (std::size_t v = r.begin(); v != r.end(); ++v) {
+                const point3& p = s.vertices[v];
+                keyed[v] = {spread_bits(cell(p.x, low.x, size.x)) | spread_bits(cell(p.y, low.y, size.y)) << 1 |
+                                spread_bits(cell(p.z, low.z, size.z)) << 2,
+                            static_cast<index>(v)};
+            }
+        });
+        oneapi::tbb::parallel_sort(keyed.begin(), keyed.end());
+        vertex_of.resize(n);
+        for (std::size_t v = 0; v < n; ++v) vertex_of[v] = keyed[v].second;
+        new_vertex.resize(n);
+        for (std::size_t v = 0; v < n; ++v) new_vertex[vertex_of[v]] = static_cast<index>(v);
+        // Triangles by their least new vertex: a counting sort, stable.
+        std::vector<index> start(n + 1, 0);
+        const auto least = [&](const std::array<std::size_t, 3>& t) {
+            return std::min({new_vertex[t[0]], new_vertex[t[1]], new_vertex[t[2]]});
+        };
+        for (const auto& t : s.triangles) ++start[least(t) + 1];
+        for (std::size_t v = 0; v < n; ++v) start[v + 1] += start[v];
+        triangle_of.resize(s.triangles.size());
+        for (std::size_t t = 0; t < s.triangles.size(); ++t) triangle_of[start[least(s.triangles[t])]++] = static_cast<index>(t);
+    }
+};
+
 class simplifier {
 public:
     simplifier(triangle_surface& surface, const collapse_options& options, const std::vector<unsigned char>& pinned,
                const progress_callback& progress)
-        : surface_(surface), options_(options), progress_(progress)
+        : surface_(surface), options_(options), progress_(progress), order_(surface)
     {
         state_.assign(surface.vertices.size(), vertex_state{});
         for (std::size_t v = 0; v < pinned.size() && v < state_.size(); ++v)
-            if (pinned[v]) state_[v].kind = freedom::pinned;
+            if (pinned[v]) state_[order_.new_vertex[v]].kind = freedom::pinned;
         min_turn_cos_ = std::cos(options.max_normal_turn_degrees * 3.141592653589793 / 180.0);
         tris_.resize(surface.triangles.size());
         for (std::size_t t = 0; t < tris_.size(); ++t)
-            for (std::size_t c = 0; c < 3; ++c) tris_[t][c] = static_cast<index>(surface.triangles[t][c]);
+            for (std::size_t c = 0; c < 3; ++c)
+                tris_[t][c] = order_.new_vertex[surface.triangles[order_.triangle_of[t]][c]];
+        origin_ = std::move(order_.triangle_of);
+        // The positions are worked on in the new order and put back at the end.
+        if (order_.renumbered) {
+            std::vector<point3> positions(surface.vertices.size());
+            for (std::size_t v = 0; v < positions.size(); ++v) positions[v] = surface.vertices[order_.vertex_of[v]];
+            surface.vertices.swap(positions);
+        }
     }
 
     collapse_counts run()
@@ -169,7 +268,8 @@ public:
         detail::run_stage(progress_, "collapses", [&] { collapse(); });
         detail::run_stage(progress_, "remove invalid triangles", [&] { write_back(); });
         counts_.survivor.resize(survivor_.size());
-        for (std::size_t v = 0; v < survivor_.size(); ++v) counts_.survivor[v] = final_survivor(v);
+        for (std::size_t v = 0; v < survivor_.size(); ++v)
+            counts_.survivor[v] = order_.vertex_of[final_survivor(order_.new_vertex[v])];
         counts_.reached_target = counts_.triangles_after <= options_.target_triangles;
         for (const vertex_state& v : state_) counts_.pinned_vertices += v.kind == freedom::pinned;
         return counts_;
@@ -180,33 +280,22 @@ private:
 
     /// The triangles around each vertex, ascending: offsets into one array,
     /// filled by a counting sort over the live triangles.
-    /// Each task owns a range of vertices and reads every triangle, so that
-    /// each star comes out ascending without sorting, whatever the threads.
+    /// A counting sort over the live triangles, so that each star comes out
+    /// ascending. (Serial: splitting it by vertex ranges made every thread
+    /// read every triangle and took longer on two threads than this on one.)
     void build_stars()
     {
         const std::size_t n = state_.size();
-        const auto ranges = static_cast<std::size_t>(oneapi::tbb::this_task_arena::max_concurrency());
-        const auto for_ranges = [&](auto&& body) {
-            oneapi::tbb::parallel_for(std::size_t{0}, ranges, [&](std::size_t r) {
-                body(static_cast<index>(n * r / ranges), static_cast<index>(n * (r + 1) / ranges));
-            });
-        };
         offsets_.assign(n + 1, 0);
-        for_ranges([&](index begin, index end) {
-            for (const tri32& t : tris_)
-                if (t[0] != dead)
-                    for (const index v : t)
-                        if (v >= begin && v < end) ++offsets_[v + 1];
-        });
+        for (const tri32& t : tris_)
+            if (t[0] != dead)
+                for (const index v : t) ++offsets_[v + 1];
         for (std::size_t v = 0; v < n; ++v) offsets_[v + 1] += offsets_[v];
         star_.resize(offsets_[n]);
         fill_.assign(offsets_.begin(), offsets_.end() - 1);
-        for_ranges([&](index begin, index end) {
-            for (std::size_t t = 0; t < tris_.size(); ++t)
-                if (tris_[t][0] != dead)
-                    for (const index v : tris_[t])
-                        if (v >= begin && v < end) star_[fill_[v]++] = static_cast<index>(t);
-        });
+        for (std::size_t t = 0; t < tris_.size(); ++t)
+            if (tris_[t][0] != dead)
+                for (const index v : tris_[t]) star_[fill_[v]++] = static_cast<index>(t);
     }
 
     std::size_t valence(index v) const { return offsets_[v + 1] - offsets_[v]; }
@@ -233,23 +322,19 @@ private:
     // ------------------------------------------------------------ edge kinds
 
     /// Runs `body(begin, end, part)` over blocks of `count` items in
-    /// parallel and puts what the blocks appended to their parts into `all`,
-    /// in block order. `parts` keep their storage for the next call.
+    /// parallel and returns what the blocks appended to their parts, in
+    /// block order.
     template <class T, class Body>
-    static void gather(std::size_t count, std::vector<std::vector<T>>& parts, std::vector<T>& all, const Body& body)
+    static std::vector<T> gather(std::size_t count, const Body& body)
     {
         const std::size_t blocks = (count + block - 1) / block;
-        parts.resize(blocks);
+        std::vector<std::vector<T>> parts(blocks);
         oneapi::tbb::parallel_for(std::size_t{0}, blocks, [&](std::size_t k) {
-            parts[k].clear();
             body(k * block, std::min(count, (k + 1) * block), parts[k]);
         });
-        std::vector<std::size_t> offsets(blocks + 1, 0);
-        for (std::size_t k = 0; k < blocks; ++k) offsets[k + 1] = offsets[k] + parts[k].size();
-        all.resize(offsets[blocks]);
-        oneapi::tbb::parallel_for(std::size_t{0}, blocks, [&](std::size_t k) {
-            std::copy(parts[k].begin(), parts[k].end(), all.begin() + static_cast<std::ptrdiff_t>(offsets[k]));
-        });
+        std::vector<T> all;
+        for (const auto& part : parts) all.insert(all.end(), part.begin(), part.end());
+        return all;
     }
 
     /// An edge met once, from its lowest triangle: its side and the number
@@ -266,9 +351,7 @@ private:
     {
         const double feature_cos = std::cos(options_.feature_angle_degrees * 3.141592653589793 / 180.0);
         const bool features = options_.feature_angle_degrees < 180.0;
-        std::vector<std::vector<edge_side>> parts;
-        std::vector<edge_side> special;
-        gather(tris_.size(), parts, special, [&](std::size_t begin, std::size_t end, auto& out) {
+        const auto special = gather<edge_side>(tris_.size(), [&](std::size_t begin, std::size_t end, auto& out) {
             for (std::size_t t = begin; t != end; ++t)
                 for (std::uint8_t e = 0; e < 3; ++e) {
                     const auto [count, lowest] = edge_triangles(tris_[t][e], tris_[t][next[e]]);
@@ -842,6 +925,7 @@ private:
         for (std::size_t t = 0; t < tris_.size(); ++t) {
             if (tris_[t][0] == dead) continue;
             tris_[kept] = tris_[t];
+            origin_[kept] = origin_[t];
             if (sides) {
                 std::copy_n(side_costs_.begin() + static_cast<std::ptrdiff_t>(3 * t), 3,
                             side_costs_.begin() + static_cast<std::ptrdiff_t>(3 * kept));
@@ -851,6 +935,7 @@ private:
             ++kept;
         }
         tris_.resize(kept);
+        origin_.resize(kept);
         if (sides) {
             side_costs_.resize(3 * kept);
             side_refused_.resize(3 * kept);
@@ -932,14 +1017,27 @@ private:
         std::vector<std::uint32_t>().swap(block_counts_);
     }
 
+    /// Puts the positions back in the input's order, and the live triangles,
+    /// in their input order, with the input's vertex numbers.
     void write_back()
     {
-        compact();
-        counts_.removed_triangles = surface_.triangles.size() - tris_.size();
-        surface_.triangles.resize(tris_.size());
+        if (order_.renumbered) {
+            std::vector<point3> positions(surface_.vertices.size());
+            for (std::size_t v = 0; v < positions.size(); ++v) positions[order_.vertex_of[v]] = surface_.vertices[v];
+            surface_.vertices.swap(positions);
+        }
+        std::vector<index> row(surface_.triangles.size(), dead);  // input triangle -> its live row
         for (std::size_t t = 0; t < tris_.size(); ++t)
-            surface_.triangles[t] = {tris_[t][0], tris_[t][1], tris_[t][2]};
-        counts_.triangles_after = tris_.size();
+            if (tris_[t][0] != dead) row[origin_[t]] = static_cast<index>(t);
+        std::size_t kept = 0;
+        for (const index t : row)
+            if (t != dead) {
+                const tri32& tri = tris_[t];
+                surface_.triangles[kept++] = {order_.vertex_of[tri[0]], order_.vertex_of[tri[1]], order_.vertex_of[tri[2]]};
+            }
+        counts_.removed_triangles = surface_.triangles.size() - kept;
+        surface_.triangles.resize(kept);
+        counts_.triangles_after = kept;
     }
 
     /// The vertex that `v` ended in, following the collapses; shortens the
@@ -955,8 +1053,10 @@ private:
     triangle_surface& surface_;
     const collapse_options& options_;
     const progress_callback& progress_;
+    locality_order order_;  // the numbering worked in
     double min_turn_cos_ = 0.0;
-    std::vector<tri32> tris_;  // the live triangles, in their input order
+    std::vector<tri32> tris_;     // the triangles in the order worked in, dead ones until compacted
+    std::vector<index> origin_;  // for each row of tris_, the input triangle it came from
     std::vector<vertex_state> state_;
     std::vector<quadric> quadrics_;
     std::vector<index> survivor_;  // the vertex each collapsed vertex went into
