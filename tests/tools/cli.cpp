@@ -70,18 +70,31 @@ TEST(InfoCommand, CleanClosedMeshAndTheTextAndJsonForms)
     EXPECT_TRUE(json.err.empty());
 }
 
+/// The JSON report of a command that must succeed; null when it did not.
+value report_of(const std::vector<std::string>& args)
+{
+    const outcome o = run_cli(args);
+    EXPECT_EQ(o.status, exit_ok) << o.err;
+    return o.status == exit_ok ? value::parse(o.out) : value();
+}
+
+/// The file written holds the surface the report describes.
+void expect_file_is_reported(const std::string& path, const value& report)
+{
+    const triangle_surface s = Zelkov::Meshio::read_mesh_file(path);
+    EXPECT_EQ(s.vertices.size(), figure(report, "after", "vertices"));
+    EXPECT_EQ(s.triangles.size(), figure(report, "after", "triangles"));
+}
+
 TEST(CleanCommand, OptionsReachTheWeldAndTheFileIsTheReportedSurface)
 {
     ZELKOV_SHARED_MESH(capsule, "capsule_degenerate.obj");
     scratch_dir dir;
-    const outcome o = run_cli({"clean", capsule, "--remove-degenerate", "-o", dir.file("c.obj"), "--json"});
-    ASSERT_EQ(o.status, exit_ok) << o.err;
-    const value r = value::parse(o.out);
+    const value r = report_of({"clean", capsule, "--remove-degenerate", "-o", dir.file("c.obj"), "--json"});
+    ASSERT_FALSE(r.is_null());
     EXPECT_EQ(figure(r, "clean_up", "degenerate_triangles_removed"), 200u);
     EXPECT_TRUE(flag(r, "clean_up", "orientation_considered"));
-    const triangle_surface s = Zelkov::Meshio::read_mesh_file(dir.file("c.obj"));
-    EXPECT_EQ(s.vertices.size(), figure(r, "after", "vertices"));
-    EXPECT_EQ(s.triangles.size(), figure(r, "after", "triangles"));
+    expect_file_is_reported(dir.file("c.obj"), r);
 
     ZELKOV_SHARED_MESH(dragon, "dragon_res4.ply");
     stage_clock clock(nullptr);
@@ -102,13 +115,11 @@ TEST(SimplifyCommand, OptionsReachTheJobAndTheFileIsTheReportedSurface)
             args.push_back("--boundary");
             args.push_back("free");
         }
-        const outcome o = run_cli(args);
-        ASSERT_EQ(o.status, exit_ok) << o.err;
-        const value r = value::parse(o.out);
+        const value r = report_of(args);
+        ASSERT_FALSE(r.is_null());
         EXPECT_EQ(figure(r, "collapse", "target_triangles"), 5000u);
         EXPECT_TRUE(flag(r, "collapse", "reached_target"));
-        const triangle_surface s = Zelkov::Meshio::read_mesh_file(dir.file("b.ply"));
-        EXPECT_EQ(s.triangles.size(), figure(r, "after", "triangles"));
+        expect_file_is_reported(dir.file("b.ply"), r);
         stage_clock clock(nullptr);
         const std::uint64_t boundary = figure(run_info(input(dir.file("b.ply")), clock), "topology", "boundary_edges");
         if (collapse_boundary) {
@@ -121,19 +132,15 @@ TEST(SimplifyCommand, OptionsReachTheJobAndTheFileIsTheReportedSurface)
 
 TEST(SimplifyCommand, ErrorBoundSlidingBoundaryAndFeaturesReachTheReport)
 {
-    const outcome o = run_cli({"simplify", "--default-mesh-triangles", "20000", "--ratio", "0.01", "--boundary",
+    const value r = report_of({"simplify", "--default-mesh-triangles", "20000", "--ratio", "0.01", "--boundary",
                                "slide", "--preserve-sharp", "30", "--max-error-relative", "0.0005", "--json"});
-    ASSERT_EQ(o.status, exit_ok) << o.err;
-    const value r = value::parse(o.out);
+    ASSERT_FALSE(r.is_null());
     const value& c = r.at("collapse");
     EXPECT_EQ(c.at("boundary").get<std::string>(), "slide");
     EXPECT_GT(c.at("feature_edges").get<std::uint64_t>(), 0u);
     EXPECT_FALSE(c.at("reached_target").get<bool>());
     EXPECT_LE(c.at("largest_error").get<double>(), c.at("error_bound").get<double>());
-    EXPECT_TRUE(value::parse(run_cli({"simplify", "--default-mesh-triangles", "100", "--json"}).out)
-                    .at("collapse")
-                    .at("error_bound")
-                    .is_null());
+    EXPECT_TRUE(report_of({"simplify", "--default-mesh-triangles", "100", "--json"}).at("collapse").at("error_bound").is_null());
 }
 
 TEST(SimplifyCommand, DefaultMeshWhenNoInputIsGiven)
