@@ -123,13 +123,12 @@ struct plan {
     point3 position;
 };
 
-/// An edge of the pass's list, with its cost as the pass began, rounded to
-/// a float: the order of the pass needs no more.
+/// An edge of the pass's list: the side it was listed from (3 t + e) and
+/// its cost as the pass began, rounded to a float, as the order of the pass
+/// needs no more.
 struct candidate {
     float cost;
-    index a;
-    index b;
-    index side;  // 3 t + e of the side it was listed from
+    index side;
 };
 
 /// What a vertex may do.
@@ -303,6 +302,13 @@ private:
     const index* star_end(index v) const { return star_.data() + offsets_[v + 1]; }
 
     bool has(const tri32& t, index v) const { return t[0] == v || t[1] == v || t[2] == v; }
+
+    /// The two ends of the edge on side 3 t + e, in the side's direction.
+    std::pair<index, index> ends_of(index side) const
+    {
+        const tri32& t = tris_[side / 3];
+        return {t[side % 3], t[next[side % 3]]};
+    }
 
     /// The triangles on edge (a, b): how many, and the lowest of them.
     std::pair<std::size_t, index> edge_triangles(index a, index b) const
@@ -744,7 +750,7 @@ private:
                     const float cost = side_costs_[3 * t + e];
                     if (!(cost >= 0) || side_refused_[3 * t + e]) continue;
                     if (const std::uint32_t j = bucket_of(cost); j <= last)
-                        sorted_[place[j]++] = {cost, tris_[t][e], tris_[t][next[e]], static_cast<index>(3 * t + e)};
+                        sorted_[place[j]++] = {cost, static_cast<index>(3 * t + e)};
                 }
         });
     }
@@ -822,13 +828,20 @@ private:
             take_for_testing(limit, wanted, removing);
             if (tentative_.empty()) break;
             tested += tentative_.size();
-            verdicts_.resize(tentative_.size());
-            oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, tentative_.size(), 256),
-                                      [&](const auto& r) {
-                                          for (std::size_t k = r.begin(); k != r.end(); ++k)
-                                              verdicts_[k] = examine(tentative_[k].a, tentative_[k].b);
-                                      });
-            const std::size_t refused = keep_allowed(removing);
+            // Tested in parallel a slice at a time, so that the verdicts stay few.
+            std::size_t refused = 0;
+            constexpr std::size_t slice = 1 << 16;
+            for (std::size_t from = 0; from < tentative_.size(); from += slice) {
+                const std::size_t to = std::min(tentative_.size(), from + slice);
+                verdicts_.resize(to - from);
+                oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(from, to, 256), [&](const auto& r) {
+                    for (std::size_t k = r.begin(); k != r.end(); ++k) {
+                        const auto [a, b] = ends_of(sorted_[tentative_[k]].side);
+                        verdicts_[k - from] = examine(a, b);
+                    }
+                });
+                refused += keep_allowed(from, removing);
+            }
             if (refused == 0 || removing >= wanted) break;
         }
         chosen_removing_ = removing;
@@ -843,36 +856,35 @@ private:
         tentative_.clear();
         constexpr std::size_t ahead = 16;
         for (std::size_t i = 0; i < sorted_.size() && removing < wanted; ++i) {
-            if (i + ahead < sorted_.size()) {
-                __builtin_prefetch(&touched_[sorted_[i + ahead].a]);
-                __builtin_prefetch(&touched_[sorted_[i + ahead].b]);
-            }
+            if (i + ahead < sorted_.size()) __builtin_prefetch(&tris_[sorted_[i + ahead].side / 3]);
             const candidate& c = sorted_[i];
-            if (c.cost > limit || tried_[i] || touched_[c.a] == round_ || touched_[c.b] == round_) continue;
+            if (c.cost > limit || tried_[i]) continue;
+            const auto [a, b] = ends_of(c.side);
+            if (touched_[a] == round_ || touched_[b] == round_) continue;
             tried_[i] = 1;
-            touch_stars(c.a, c.b);
-            tentative_.push_back(c);
+            touch_stars(a, b);
+            tentative_.push_back(static_cast<index>(i));
             // Two triangles die, or one on a boundary edge.
-            removing += state_[c.a].boundary && state_[c.b].boundary
-                            ? std::min<std::size_t>(2, edge_triangles(c.a, c.b).first)
-                            : 2;
+            removing +=
+                state_[a].boundary && state_[b].boundary ? std::min<std::size_t>(2, edge_triangles(a, b).first) : 2;
         }
     }
 
-    /// Chooses the tested edges that passed, in the order taken, if their
+    /// Chooses the tested edges (from the `from`-th taken on) that passed, in the order taken, if their
     /// apexes still keep enough triangles; adds the triangles they remove to
     /// `removing`. A refused edge is not listed again until something in its
     /// stars changes. Returns the number refused.
-    std::size_t keep_allowed(std::size_t& removing)
+    std::size_t keep_allowed(std::size_t from, std::size_t& removing)
     {
         std::size_t refused = 0;
         for (std::size_t k = 0; k < verdicts_.size(); ++k) {
             const verdict& v = verdicts_[k];
+            const index side = sorted_[tentative_[from + k]].side;
             if (v.result == outcome::no_plan) continue;
             const bool link = v.result == outcome::refused_by_link || !apexes_keep(v.apexes, v.shared, v.boundary_edge);
             if (link || v.result == outcome::refused_by_normal) {
                 ++(link ? counts_.refused_by_link : counts_.refused_by_normal);
-                side_refused_[tentative_[k].side] = 1;
+                side_refused_[side] = 1;
                 ++refused;
                 continue;
             }
@@ -1011,10 +1023,17 @@ private:
             ++counts_.passes;
             make_chosen();
         }
+        // Only the rows, the numbering and the survivors are needed from here on.
         std::vector<float>().swap(side_costs_);
         std::vector<std::uint8_t>().swap(side_refused_);
         std::vector<candidate>().swap(sorted_);
         std::vector<std::uint32_t>().swap(block_counts_);
+        std::vector<quadric>().swap(quadrics_);
+        for (auto* list : {&offsets_, &star_, &fill_, &touched_, &changed_, &loss_, &loss_pass_, &tentative_})
+            std::vector<index>().swap(*list);
+        std::vector<std::uint8_t>().swap(tried_);
+        std::vector<verdict>().swap(verdicts_);
+        std::vector<plan>().swap(chosen_);
     }
 
     /// Puts the positions back in the input's order, and the live triangles,
@@ -1077,7 +1096,7 @@ private:
     static constexpr std::size_t buckets = std::size_t{1} << 12;
     std::vector<std::uint32_t> bucket_start_;
     std::vector<candidate> sorted_;  // the candidates the pass may take, by bucket
-    std::vector<candidate> tentative_;  // the edges taken for testing in the pass
+    std::vector<index> tentative_;  // the places in sorted_ of the edges taken for testing in the round
     std::vector<verdict> verdicts_;
     std::vector<std::uint8_t> tried_;  // per entry of sorted_: tested in this pass
     std::vector<plan> chosen_;
