@@ -735,13 +735,13 @@ private:
         const std::size_t size = listing_block(), blocks = (tris_.size() + size - 1) / size;
         // Each block's first place in each bucket.
         std::vector<std::uint32_t> at(blocks * (last + 1));
-        oneapi::tbb::parallel_for(std::uint32_t{0}, last + 1, [&](std::uint32_t j) {
+        for (std::uint32_t j = 0; j <= last; ++j) {
             std::uint32_t place = bucket_start_[j];
             for (std::size_t k = 0; k < blocks; ++k) {
                 at[k * (last + 1) + j] = place;
                 place += block_counts_[k * buckets + j];
             }
-        });
+        }
         sorted_.resize(bucket_start_[last + 1]);
         oneapi::tbb::parallel_for(std::size_t{0}, blocks, [&](std::size_t k) {
             std::uint32_t* place = at.data() + k * (last + 1);
