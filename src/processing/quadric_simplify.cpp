@@ -972,8 +972,8 @@ private:
     {
         if (!progress_ || asked_ == 0) return;
         const std::size_t done = std::min(asked_, started_with_ - live_ + removing);
-        if (100 * done < (told_ + 1) * asked_) return;
-        told_ = 100 * done / asked_;
+        if (100 * done < (told_ + 1) * asked_ || told_ >= 99) return;
+        told_ = std::min<std::size_t>(99, 100 * done / asked_);  // the stage's end says 100 %
         detail::report(progress_, "collapses", static_cast<double>(told_) / 100.0);
     }
 

@@ -42,6 +42,18 @@ std::size_t shared_triangles(const triangle_surface& surface, std::size_t a, std
     return count;
 }
 
+TEST(NeighbourhoodCacheCollapse, PillowVanishesWhole)
+{
+    auto surface = surface_of({{0, 1, 2}, {0, 2, 1}}, 3);
+    neighbourhood_cache cache(surface, {});
+    EXPECT_EQ(cache.collapse_edge(edge{0, code(0)}), 0u);
+    EXPECT_EQ(surface.triangles, (std::vector<tri>{{none, 0, 2}, {none, 2, 0}}));
+    // The twin's links re-point triangle 0 at itself.
+    EXPECT_EQ(cache.triangle_neighbours[0][1], 4u);
+    EXPECT_EQ(cache.triangle_neighbours[0][2], 2u);
+    EXPECT_EQ(cache.vertex_corners, std::vector<std::size_t>(3, none));
+}
+
 TEST(NeighbourhoodCacheCollapse, TriangleWithARepeatedCornerGoesInTheGeneralPath)
 {
     // Vertex 1 has the fan of triangles 0 and 1 and, apart, triangle 2: a set vertex.

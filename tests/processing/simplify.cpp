@@ -105,6 +105,18 @@ TEST(CollapseByQuadrics, FlatRectangleInEveryBoundaryMode)
     }
 }
 
+// A strip one square wide, its boundary sliding: each collapse along a side
+// hands the constraint on to the next vertex, so the sides shrink to their
+// corners.
+TEST(CollapseByQuadrics, SlidingBoundaryCollapsesAlongItsWholeLength)
+{
+    triangle_surface s = Zelkov::Meshgen::grid(40, 1);
+    const collapse_counts c = simplify(s, 2, boundary_mode::slide);
+    EXPECT_TRUE(c.reached_target);
+    ASSERT_EQ(s.vertices.size(), 4u);
+    EXPECT_NEAR(area(s), 40.0, 1e-9);
+}
+
 // A grid folded to a right angle along x = 10: the crease is a feature
 // line, whose vertices move only along it.
 TEST(CollapseByQuadrics, FeatureEdgesKeepTheirLine)
@@ -270,6 +282,18 @@ TEST(SimplifyJob, LockedInputVerticesStayThroughTheWeld)
         }
     o.locked.pop_back();
     EXPECT_THROW(Zelkov::Processing::simplify(s, o), std::invalid_argument);
+}
+
+TEST(SimplifyJob, ARelativeErrorBoundScalesWithTheBoxDiagonal)
+{
+    simplify_options o;
+    o.max_error_relative = 1e-3;
+    o.max_error = 1.0;
+    triangle_surface s = Zelkov::Meshgen::box(3, 4, 12);  // diagonal 13
+    EXPECT_DOUBLE_EQ(Zelkov::Processing::simplify(s, o).error_bound, 13e-3);
+    o.max_error = 1e-3;
+    s = Zelkov::Meshgen::box(3, 4, 12);
+    EXPECT_EQ(Zelkov::Processing::simplify(s, o).error_bound, 1e-3);
 }
 
 TEST(SimplifyJob, RealMeshesReachTheirTargetCloseToTheInput)
