@@ -82,19 +82,23 @@ struct collapse_counts {
 /// orders the edges by cost (in buckets of the top bits of the cost as a
 /// float, in triangle order within a bucket) and takes them cheapest first,
 /// each edge whose ends lie outside the stars of the edges taken before it
-/// in the pass, up to 1.5 times the cost at the rank of the collapses still
-/// wanted. A collapse needs the link condition (the end vertices share
-/// exactly the apexes of the edge's triangles), leaves no apex with fewer
-/// than three triangles, and turns no surrounding triangle's normal by more
-/// than the limit. Edges shared by three or more triangles, and boundary
-/// edges in `boundary_mode::locked`, are never collapsed; their vertices, and
-/// the vertices in `pinned`, never move and always survive. An inner edge
-/// between two boundary vertices is never collapsed. A vertex with more than
-/// 32 triangles keeps its place. The result is the same for every thread
-/// count.
+/// in the pass, up to 1.5 times the least cost of the bucket that holds the
+/// rank of the collapses still wanted. A collapse needs the link condition
+/// (the end vertices share exactly the apexes of the edge's triangles),
+/// leaves no inner apex with fewer than three triangles, and turns no
+/// surrounding triangle's normal by more than the limit; an edge refused is
+/// not tried again until something in its stars changes. Edges shared by
+/// three or more triangles, and boundary edges in `boundary_mode::locked`,
+/// are never collapsed; their vertices, and the vertices in `pinned`, never
+/// move and always survive. An inner edge between two boundary vertices is
+/// never collapsed. A vertex with more than 32 triangles keeps its place and
+/// is never removed. An input whose triangles name vertices far apart is
+/// worked on in a numbering of its own (Morton order); what is given back is
+/// in the input's. The result is the same for every thread count.
 ///
 /// Reports the stages "edge kinds", "quadrics", "collapses" (with a fraction
-/// after each pass) and "remove invalid triangles".
+/// at each hundredth of the triangles asked for) and "remove invalid
+/// triangles".
 /// \pre `surface` has no triangle that repeats a vertex; `pinned` is empty or
 /// has one entry per vertex.
 /// \throws std::length_error for 2^32 - 1 vertices or more; cancelled.
