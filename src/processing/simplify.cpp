@@ -8,6 +8,7 @@
 #include <geometry/trimesh.h>
 
 #include "stages.h"
+#include "topology_figures.h"
 
 namespace Zelkov::Processing {
 
@@ -27,9 +28,7 @@ std::size_t target_for(const simplify_options& o, std::size_t triangles)
 double error_bound(const simplify_options& o, const triangle_surface& s)
 {
     if (!(o.max_error_relative < std::numeric_limits<double>::infinity()) || s.triangles.empty()) return o.max_error;
-    const auto box = bounding_volume(s, false);
-    const double dx = box.max.x - box.min.x, dy = box.max.y - box.min.y, dz = box.max.z - box.min.z;
-    return std::min(o.max_error, o.max_error_relative * std::sqrt(dx * dx + dy * dy + dz * dz));
+    return std::min(o.max_error, o.max_error_relative * detail::box_diagonal(s));
 }
 
 /// Flips every edge whose two triangles are within `flat_degrees` of each
@@ -72,8 +71,8 @@ weld_options simplify_weld_options()
 simplify_result simplify(triangle_surface& surface, const simplify_options& options, const progress_callback& progress)
 {
     if (!options.locked.empty() && options.locked.size() != surface.vertices.size())
-        throw std::invalid_argument("the vertex locks have " + std::to_string(options.locked.size()) +
-                                    " entries for " + std::to_string(surface.vertices.size()) + " vertices");
+        throw std::invalid_argument("the vertex locks have " + std::to_string(options.locked.size()) + " entries for " +
+                                    std::to_string(surface.vertices.size()) + " vertices");
     triangle_surface& s = surface;
     simplify_result r;
     r.weld = weld(s, simplify_weld_options(), progress);

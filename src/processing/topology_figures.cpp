@@ -7,32 +7,15 @@
 #include <tuple>
 
 #include <geometry/cleanup.h>
+#include <geometry/measures.h>
 
-#include <boost/pending/disjoint_sets.hpp>
 #include <oneapi/tbb/blocked_range.h>
 #include <oneapi/tbb/parallel_for.h>
+#include <oneapi/tbb/parallel_sort.h>
 
 namespace Zelkov::Processing::detail {
 
 namespace {
-
-bool repeats_vertex(const std::array<std::size_t, 3>& t) { return t[0] == t[1] || t[0] == t[2] || t[1] == t[2]; }
-
-/// Disjoint sets over 0..n-1 with their own storage.
-class index_sets {
-public:
-    explicit index_sets(std::size_t n) : rank_(n, 0), parent_(n), sets_(rank_.data(), parent_.data())
-    {
-        std::iota(parent_.begin(), parent_.end(), 0);
-    }
-    void join(std::size_t a, std::size_t b) { sets_.union_set(a, b); }
-    bool is_root(std::size_t i) { return sets_.find_set(i) == i; }
-    std::size_t find(std::size_t i) { return sets_.find_set(i); }
-
-private:
-    std::vector<std::size_t> rank_, parent_;
-    boost::disjoint_sets<std::size_t*, std::size_t*> sets_;
-};
 
 using sparse = Eigen::SparseMatrix<double, 0, int>;
 
@@ -102,33 +85,6 @@ private:
     std::vector<unsigned char> flip_, broken_;
 };
 
-/// One side of a triangle keyed by its undirected edge.
-struct keyed_side {
-    std::size_t low, high, triangle;
-    bool forward;  // the triangle runs low -> high
-    bool operator<(const keyed_side& o) const
-    {
-        return std::tie(low, high, triangle) < std::tie(o.low, o.high, o.triangle);
-    }
-};
-
-/// The sides of the triangles that do not repeat a vertex, sorted by edge.
-std::vector<keyed_side> sorted_sides(const Zelkov::Geometry::triangle_surface& surface)
-{
-    std::vector<keyed_side> sides;
-    sides.reserve(3 * surface.triangles.size());
-    for (std::size_t t = 0; t < surface.triangles.size(); ++t) {
-        const auto& tri = surface.triangles[t];
-        if (repeats_vertex(tri)) continue;
-        for (int i = 0; i < 3; ++i) {
-            const std::size_t a = tri[i], b = tri[(i + 1) % 3];
-            sides.push_back({std::min(a, b), std::max(a, b), t, a < b});
-        }
-    }
-    std::sort(sides.begin(), sides.end());
-    return sides;
-}
-
 /// The number of fans around `v`: its triangles, joined when they share a
 /// second vertex (and so an edge at v).
 std::size_t fan_count(std::size_t v, const Zelkov::Geometry::triangle_surface& surface,
@@ -154,6 +110,22 @@ std::size_t fan_count(std::size_t v, const Zelkov::Geometry::triangle_surface& s
 }
 
 }  // namespace
+
+std::vector<keyed_side> sorted_sides(const Zelkov::Geometry::triangle_surface& surface)
+{
+    std::vector<keyed_side> sides;
+    sides.reserve(3 * surface.triangles.size());
+    for (std::size_t t = 0; t < surface.triangles.size(); ++t) {
+        const auto& tri = surface.triangles[t];
+        if (repeats_vertex(tri)) continue;
+        for (int i = 0; i < 3; ++i) {
+            const std::size_t a = tri[i], b = tri[(i + 1) % 3];
+            sides.push_back({std::min(a, b), std::max(a, b), t, a < b, static_cast<unsigned char>(i)});
+        }
+    }
+    oneapi::tbb::parallel_sort(sides.begin(), sides.end());
+    return sides;
+}
 
 edge_figures count_edges(const sparse& edge_counts)
 {
@@ -224,6 +196,14 @@ welded_figures welded_euler_characteristic(const Zelkov::Geometry::triangle_surf
     f.euler_characteristic =
         static_cast<long long>(f.vertices) - static_cast<long long>(f.edges) + static_cast<long long>(f.triangles);
     return f;
+}
+
+double box_diagonal(const Zelkov::Geometry::triangle_surface& surface)
+{
+    if (surface.triangles.empty()) return 0.0;
+    const auto box = Zelkov::Geometry::bounding_volume(surface, false);
+    const double dx = box.max.x - box.min.x, dy = box.max.y - box.min.y, dz = box.max.z - box.min.z;
+    return std::sqrt(dx * dx + dy * dy + dz * dz);
 }
 
 std::size_t non_finite_vertices(const Zelkov::Geometry::triangle_surface& surface)

@@ -2,15 +2,54 @@
 // Figures about a surface that the core leaves to its callers: counts taken
 // from its matrices and maps.
 
+#include <array>
 #include <cstddef>
+#include <numeric>
+#include <tuple>
 #include <vector>
 
 #include <Eigen/SparseCore>
+#include <boost/pending/disjoint_sets.hpp>
 
 #include <geometry/triangle_surface.h>
 #include <processing/surface_info.h>
 
 namespace Zelkov::Processing::detail {
+
+/// Whether a triangle names one vertex twice or three times.
+inline bool repeats_vertex(const std::array<std::size_t, 3>& t) { return t[0] == t[1] || t[0] == t[2] || t[1] == t[2]; }
+
+/// Disjoint sets over 0..n-1 with their own storage.
+class index_sets {
+public:
+    explicit index_sets(std::size_t n) : rank_(n, 0), parent_(n), sets_(rank_.data(), parent_.data())
+    {
+        std::iota(parent_.begin(), parent_.end(), 0);
+    }
+    void join(std::size_t a, std::size_t b) { sets_.union_set(a, b); }
+    bool is_root(std::size_t i) { return sets_.find_set(i) == i; }
+    std::size_t find(std::size_t i) { return sets_.find_set(i); }
+
+private:
+    std::vector<std::size_t> rank_, parent_;
+    boost::disjoint_sets<std::size_t*, std::size_t*> sets_;
+};
+
+/// One side of a triangle keyed by its undirected edge.
+struct keyed_side {
+    std::size_t low, high, triangle;
+    bool forward;        // the triangle runs low -> high
+    unsigned char side;  // the side runs from corner `side` to the next one
+    bool operator<(const keyed_side& o) const
+    {
+        return std::tie(low, high, triangle) < std::tie(o.low, o.high, o.triangle);
+    }
+};
+
+/// The sides of the triangles that do not repeat a vertex, sorted by edge and
+/// then by triangle. Sorted in parallel; the order is the same for every
+/// thread count, as no two sides have the same key.
+std::vector<keyed_side> sorted_sides(const Zelkov::Geometry::triangle_surface& surface);
 
 /// Calls `f(row, column, value)` for each stored entry of a vertex-by-vertex
 /// matrix below its diagonal: each undirected edge of a symmetric pattern once.
@@ -45,6 +84,10 @@ std::size_t non_orientable_components(const Zelkov::Geometry::triangle_surface& 
 /// already merged, over the triangles that do not repeat a vertex: V counts
 /// the vertices they use, E their distinct edges.
 welded_figures welded_euler_characteristic(const Zelkov::Geometry::triangle_surface& welded);
+
+/// The length of the diagonal of the box around the vertices that triangles
+/// use; 0 without triangles.
+double box_diagonal(const Zelkov::Geometry::triangle_surface& surface);
 
 /// The number of vertices with a NaN or infinite coordinate.
 std::size_t non_finite_vertices(const Zelkov::Geometry::triangle_surface& surface);

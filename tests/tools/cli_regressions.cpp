@@ -98,8 +98,8 @@ TEST(Options, SubCommandsVersionAndInfoWritesNothing)
 
     auto o = run_cli({"frobnicate", "x.obj"});
     EXPECT_EQ(o.status, exit_usage);
-    EXPECT_EQ(o.err, "zelkov: error: unknown sub-command 'frobnicate' (expected info, clean, simplify or features; "
-                     "see zelkov --help)\n");
+    EXPECT_EQ(o.err, "zelkov: error: unknown sub-command 'frobnicate' (expected info, clean, repair, simplify or "
+                     "features; see zelkov --help)\n");
     o = run_cli({});
     EXPECT_EQ(o.status, exit_usage);
     EXPECT_NE(o.err.find("a sub-command is required"), std::string::npos);

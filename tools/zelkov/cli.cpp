@@ -21,7 +21,7 @@ namespace Zelkov::Cli {
 
 namespace {
 
-const char* const description = "zelkov: inspect, clean, simplify and find features of triangle meshes.\n"
+const char* const description = "zelkov: inspect, clean, repair, simplify and find features of triangle meshes.\n"
                                 "Reads STL, OBJ, PLY and OFF; writes PLY, STL and OBJ (by the output's extension).\n"
                                 "Without an input file it works on a built-in mesh of about a million triangles.";
 
@@ -29,7 +29,7 @@ const char* const footer = "Exit status: 0 success, 2 bad command line, 3 bad or
                            "4 output not written (its folder is missing, it would overwrite the input, the result\n"
                            "is empty, or the report could not be written to standard output), 1 internal error.";
 
-const char* const sub_commands[] = {"info", "clean", "simplify", "features"};
+const char* const sub_commands[] = {"info", "clean", "repair", "simplify", "features"};
 
 /// A whole non-negative decimal count between `low` and `high`. Checked on the
 /// text, before CLI11 converts it, so that "-5" cannot wrap around.
@@ -124,8 +124,9 @@ int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
     app.require_subcommand(1);
     app.set_version_flag("--version", "zelkov " ZELKOV_VERSION);
 
-    common_options info_o, clean_o, simplify_o, features_o;
+    common_options info_o, clean_o, repair_o, simplify_o, features_o;
     clean_options clean;
+    repair_cli_options repair;
     simplify_cli_options simplify;
     features_options features;
 
@@ -139,6 +140,42 @@ int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
         "merge triangles on the same vertices whatever their orientation (a merged triangle may turn over)");
     clean_cmd->add_flag("--remove-degenerate", clean.remove_degenerate,
                         "also remove triangles that name a vertex twice after merging");
+
+    auto* repair_cmd = app.add_subcommand(
+        "repair", "weld, remove defects, cut non-manifold edges and pinches, orient, fill holes, write");
+    add_common(*repair_cmd, repair_o, true);
+    const double largest = std::numeric_limits<double>::max();
+    repair_cmd->add_option("--tolerance", repair.tolerance, "also merge points closer than this distance")
+        ->check(number_between(0.0, largest));
+    repair_cmd
+        ->add_option("--tolerance-relative", repair.tolerance_relative,
+                     "the same as a fraction of the bounding-box diagonal (the larger tolerance is used)")
+        ->check(number_between(0.0, largest));
+    repair_cmd->add_flag("--zero-area", repair.zero_area, "also remove triangles of zero area");
+    repair_cmd
+        ->add_option("--back-to-back", repair.back_to_back,
+                     "triangles on the same vertices running both ways: drop-both or keep-one")
+        ->check(CLI::IsMember({"drop-both", "keep-one"}))
+        ->capture_default_str();
+    repair_cmd
+        ->add_option("--min-component-triangles", repair.min_component_triangles,
+                     "remove pieces with fewer triangles than this")
+        ->check(count_between(0, std::numeric_limits<std::uint32_t>::max()));
+    repair_cmd->add_option("--min-component-area", repair.min_component_area, "remove pieces with less area than this")
+        ->check(number_between(0.0, largest));
+    repair_cmd->add_flag("--keep-non-manifold", repair.keep_non_manifold,
+                         "leave non-manifold edges and pinch vertices as they are");
+    repair_cmd->add_flag("--keep-orientation", repair.keep_orientation, "turn no triangle over");
+    repair_cmd
+        ->add_option("--fill-holes", repair.fill_holes, "fill holes of at most this many boundary edges (0: none)")
+        ->check(count_between(0, 100'000))
+        ->capture_default_str();
+    repair_cmd
+        ->add_option("--fill", repair.fill,
+                     "flat: the least-weight triangulation; refined: split to the size of the edges around; "
+                     "faired: refined, then smoothed into the surface's curvature")
+        ->check(CLI::IsMember({"flat", "refined", "faired"}))
+        ->capture_default_str();
 
     auto* simplify_cmd =
         app.add_subcommand("simplify", "weld, then collapse edges by quadric error down to a target, relax, write");
@@ -188,12 +225,13 @@ int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
         ->capture_default_str();
 
     if (argc < 2) {
-        err << "zelkov: error: a sub-command is required (info, clean, simplify or features; see zelkov --help)\n";
+        err << "zelkov: error: a sub-command is required (info, clean, repair, simplify or features; see zelkov "
+               "--help)\n";
         return exit_usage;
     }
     if (const auto name = unknown_sub_command(argv)) {
         err << "zelkov: error: unknown sub-command '" << *name
-            << "' (expected info, clean, simplify or features; see zelkov --help)\n";
+            << "' (expected info, clean, repair, simplify or features; see zelkov --help)\n";
         return exit_usage;
     }
     try {
@@ -209,6 +247,9 @@ int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
             run_and_print([&](stage_clock& c) { return run_info(info_o, c); }, info_o, out, err, err_is_terminal);
         else if (clean_cmd->parsed())
             run_and_print([&](stage_clock& c) { return run_clean(clean_o, clean, c); }, clean_o, out, err,
+                          err_is_terminal);
+        else if (repair_cmd->parsed())
+            run_and_print([&](stage_clock& c) { return run_repair(repair_o, repair, c); }, repair_o, out, err,
                           err_is_terminal);
         else if (simplify_cmd->parsed())
             run_and_print([&](stage_clock& c) { return run_simplify(simplify_o, simplify, c); }, simplify_o, out, err,

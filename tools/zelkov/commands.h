@@ -57,6 +57,19 @@ struct simplify_cli_options {
     std::optional<double> preserve_sharp_degrees;
 };
 
+struct repair_cli_options {
+    double tolerance = 0.0;
+    double tolerance_relative = 0.0;
+    bool zero_area = false;
+    std::string back_to_back = "drop-both";
+    std::size_t min_component_triangles = 0;
+    double min_component_area = 0.0;
+    bool keep_non_manifold = false;
+    bool keep_orientation = false;
+    std::size_t fill_holes = 0;
+    std::string fill = "faired";
+};
+
 /// The most smoothing iterations `features` accepts.
 inline constexpr std::size_t max_smoothing_iterations = 100'000;
 
@@ -102,6 +115,9 @@ void add_warning(value& report, const std::string& text);
 /// labelled as counting triangle sides, or why it was left out.
 value investigation_report(const Zelkov::Processing::investigation_figures& figures);
 
+/// The topology and defect figures of `info`, as its report gives them.
+value figures_report(const Zelkov::Processing::inspect_result& result);
+
 /// Counts and the bounding box of a surface, for the report.
 value surface_summary(const Zelkov::Geometry::triangle_surface& surface);
 
@@ -113,5 +129,6 @@ value run_info(const common_options& options, stage_clock& clock);
 value run_clean(const common_options& options, const clean_options& clean, stage_clock& clock);
 value run_simplify(const common_options& options, const simplify_cli_options& simplify, stage_clock& clock);
 value run_features(const common_options& options, const features_options& features, stage_clock& clock);
+value run_repair(const common_options& options, const repair_cli_options& repair, stage_clock& clock);
 
 }  // namespace Zelkov::Cli

@@ -62,6 +62,8 @@ value defects(const defect_figures& d)
 
 }  // namespace
 
+value figures_report(const inspect_result& r) { return {{"topology", topology(r)}, {"defects", defects(r.defects)}}; }
+
 value investigation_report(const investigation_figures& f)
 {
     value v = value::object();
@@ -88,8 +90,7 @@ value run_info(const common_options& options, stage_clock& clock)
     report["input"] = in.name;
     report["surface"] = surface_summary(in.surface);
     report["measures"] = measures(r.measures);
-    report["topology"] = topology(r);
-    report["defects"] = defects(r.defects);
+    report.update(figures_report(r));
     report["investigation"] = investigation_report(r.investigation);
     return report;
 }
