@@ -97,17 +97,20 @@ struct manifold_result {
 };
 
 /// Makes every edge carry at most two triangles and every vertex a single
-/// fan, without moving anything. At an edge of three or more triangles, each
-/// triangle in ascending order is paired with the first later one that runs
-/// the edge the other way; each pair stays joined along the edge, and the
-/// pairs and the triangles left alone come apart there. Then each vertex
-/// whose triangles form several fans (joined through the edges that stay
-/// joined) keeps its index for the fan of its lowest triangle, and gets a
-/// copy for each other fan, appended in the order the triangles first reach
-/// them. Where pairs on one edge stay joined around both its ends, the
-/// triangles other than the first and its partner take their own copies of
-/// the edge's ends.
-/// Triangles that repeat a vertex are left as they are.
+/// fan, without moving anything. At an edge of three or more triangles, the
+/// triangles are taken in order around the edge (by the angle of their third
+/// corner about the edge, ties by index), and each one that runs the edge
+/// from its higher to its lower vertex is paired with the next one around if
+/// that one runs it the other way: the two face each other across a wedge
+/// that lies inside both, so that solids touching along the edge come apart
+/// whole. Each pair stays joined along the edge; the pairs and the triangles
+/// left alone come apart there. Then each vertex whose triangles form several
+/// fans (joined through the edges that stay joined) keeps its index for the
+/// fan of its lowest triangle, and gets a copy for each other fan, appended
+/// in the order the triangles first reach them. Where pairs on one edge stay
+/// joined around both its ends, the first triangle on the edge keeps one
+/// partner that runs the other way and the others take their own copies of
+/// the edge's ends. Triangles that repeat a vertex are left as they are.
 /// \pre `surface` is valid.
 /// \throws std::bad_alloc.
 ZELKOV_PROCESSING_EXPORT manifold_result make_manifold(triangle_surface& surface);

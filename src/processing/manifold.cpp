@@ -3,7 +3,14 @@
 
 #include <processing/repair.h>
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
+#include <numbers>
+#include <numeric>
+
+#include <Eigen/Core>
+#include <Eigen/Geometry>
 
 #include <geometry/trimesh.h>
 
@@ -26,11 +33,37 @@ std::size_t edge_end(const std::vector<keyed_side>& sides, std::size_t i)
     return j;
 }
 
-/// Pairs the sides of one edge, each with the first later one that runs the
-/// other way; `partner[k]` gets the paired side. Sides left over stay alone,
-/// so that no pair is joined the wrong way round. Two sides alone on their
-/// edge are paired whichever way they run.
-void pair_sides(const std::vector<keyed_side>& sides, std::size_t begin, std::size_t end,
+/// The angle of each side's triangle around its edge, from the first one's
+/// half-plane, turning the right-hand way about low -> high.
+std::vector<double> angles_around(const triangle_surface& s, const std::vector<keyed_side>& sides, std::size_t begin,
+                                  std::size_t end)
+{
+    const auto p = [&](std::size_t v) { return Eigen::Vector3d(s.vertices[v].x, s.vertices[v].y, s.vertices[v].z); };
+    const Eigen::Vector3d low = p(sides[begin].low), axis = (p(sides[begin].high) - low).normalized();
+    std::vector<double> angle;
+    Eigen::Vector3d e1 = Eigen::Vector3d::Zero(), e2 = Eigen::Vector3d::Zero();
+    for (std::size_t k = begin; k < end; ++k) {
+        const auto& t = s.triangles[sides[k].triangle];
+        Eigen::Vector3d w = p(t[(sides[k].side + 2) % 3]) - low;
+        w -= w.dot(axis) * axis;
+        if (k == begin) {
+            e1 = w.normalized();
+            e2 = axis.cross(e1);
+        }
+        const double a = std::atan2(w.dot(e2), w.dot(e1));
+        angle.push_back(a < 0 ? a + 2 * std::numbers::pi : a);
+    }
+    return angle;
+}
+
+/// Pairs the sides of one edge; `partner[k]` gets the paired side. Two sides
+/// alone on their edge are paired whichever way they run. With more, the
+/// triangles are taken in order around the edge, and each that runs
+/// high -> low is paired with the next one around if that one runs low ->
+/// high: the two then face each other across the wedge between them, which
+/// lies inside both, so that solids that touch along the edge come apart
+/// whole. Sides left over stay alone.
+void pair_sides(const triangle_surface& s, const std::vector<keyed_side>& sides, std::size_t begin, std::size_t end,
                 std::vector<std::size_t>& partner)
 {
     if (end - begin == 2) {
@@ -38,14 +71,18 @@ void pair_sides(const std::vector<keyed_side>& sides, std::size_t begin, std::si
         partner[begin + 1] = begin;
         return;
     }
-    for (std::size_t a = begin; a < end; ++a) {
-        if (partner[a] != none) continue;
-        for (std::size_t b = a + 1; b < end; ++b)
-            if (partner[b] == none && sides[b].forward != sides[a].forward) {
-                partner[a] = b;
-                partner[b] = a;
-                break;
-            }
+    const std::vector<double> angle = angles_around(s, sides, begin, end);
+    std::vector<std::size_t> order(end - begin);
+    std::iota(order.begin(), order.end(), begin);
+    std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+        return angle[a - begin] < angle[b - begin] || (angle[a - begin] == angle[b - begin] && a < b);
+    });
+    for (std::size_t k = 0; k < order.size(); ++k) {
+        const std::size_t a = order[k], b = order[(k + 1) % order.size()];
+        if (!sides[a].forward && sides[b].forward && partner[a] == none && partner[b] == none) {
+            partner[a] = b;
+            partner[b] = a;
+        }
     }
 }
 
@@ -121,8 +158,8 @@ bool detach_extra_triangles(triangle_surface& s, std::vector<std::size_t>& sourc
     bool any = false;
     for (std::size_t i = 0; i < sides.size();) {
         const std::size_t j = edge_end(sides, i);
-        // The first side stays with the first later one that runs the other
-        // way, as the pairing made them; every other side comes off.
+        // The first side stays with one that runs the other way; every
+        // other side comes off.
         std::size_t kept = i;
         for (std::size_t k = i + 1; k < j && kept == i; ++k)
             if (j - i > 2 && sides[k].forward != sides[i].forward) kept = k;
@@ -228,7 +265,7 @@ manifold_result make_manifold(triangle_surface& surface)
     for (std::size_t i = 0; i < sides.size();) {
         const std::size_t j = edge_end(sides, i);
         r.non_manifold_edges += j - i > 2;
-        pair_sides(sides, i, j, partner);
+        pair_sides(surface, sides, i, j, partner);
         i = j;
     }
     r.vertices_added = split_fans(surface, sides, partner, r.vertex_source, split);

@@ -18,6 +18,7 @@
 #include <geometry/connectivity.h>
 #include <geometry/fields.h>
 #include <geometry/neighbourhood_cache.h>
+#include <processing/repair.h>
 #include <processing/simplify.h>
 
 #include "cache/cache_checks.h"
@@ -301,6 +302,20 @@ TEST_F(Determinism, QuadricCollapsesInEveryBoundaryMode)
             });
         }
     }
+}
+
+TEST_F(Determinism, RepairWithEveryStep)
+{
+    using namespace Zelkov::Processing;
+    repair_options o;
+    o.tolerance_relative = 1e-5;
+    o.fill.max_boundary_edges = 200;
+    for (const auto& [name, s, two] : surfaces())
+        expect_same_in_every_arena(name + ", repair", [&s = s, &o] {
+            unique_outcome r{s, {}, {}};
+            r.first = repair(r.surface, o).vertex_map;
+            return r;
+        });
 }
 
 }  // namespace

@@ -105,6 +105,22 @@ TEST(CleanCommand, OptionsReachTheWeldAndTheFileIsTheReportedSurface)
     EXPECT_EQ(figure(d, "clean_up", "triangles_merged"), 502u);
 }
 
+TEST(RepairCommand, OptionsReachTheJobAndTheTableShowsEveryFigureBeforeAndAfter)
+{
+    ZELKOV_SHARED_MESH(soup, "teapot_soup.stl");
+    scratch_dir dir;
+    const value r =
+        report_of({"repair", soup, "--fill-holes", "100", "--fill", "flat", "-o", dir.file("t.ply"), "--json"});
+    ASSERT_FALSE(r.is_null());
+    const value& topology = r.at("before_and_after").at("topology");
+    EXPECT_EQ(topology.at("boundary_edges"), value::array({2682, 0}));
+    EXPECT_EQ(topology.at("closed_and_consistently_oriented"), value::array({false, true}));
+    EXPECT_EQ(topology.at("vertex_classes").at("pinch"), value::array({0, 0}));
+    EXPECT_EQ(figure(r.at("repair"), "holes", "filled"), 6u);
+    EXPECT_EQ(figure(r.at("repair"), "holes", "vertices_added"), 0u);  // flat: no new vertices
+    expect_file_is_reported(dir.file("t.ply"), r);
+}
+
 TEST(SimplifyCommand, OptionsReachTheJobAndTheFileIsTheReportedSurface)
 {
     ZELKOV_SHARED_MESH(bunny, "bunny.obj");
@@ -140,7 +156,10 @@ TEST(SimplifyCommand, ErrorBoundSlidingBoundaryAndFeaturesReachTheReport)
     EXPECT_GT(c.at("feature_edges").get<std::uint64_t>(), 0u);
     EXPECT_FALSE(c.at("reached_target").get<bool>());
     EXPECT_LE(c.at("largest_error").get<double>(), c.at("error_bound").get<double>());
-    EXPECT_TRUE(report_of({"simplify", "--default-mesh-triangles", "100", "--json"}).at("collapse").at("error_bound").is_null());
+    EXPECT_TRUE(report_of({"simplify", "--default-mesh-triangles", "100", "--json"})
+                    .at("collapse")
+                    .at("error_bound")
+                    .is_null());
 }
 
 TEST(SimplifyCommand, DefaultMeshWhenNoInputIsGiven)
