@@ -210,12 +210,12 @@ struct repair_result {
 /// Repairs `surface` in place: the exact weld (where only triangles that run
 /// the same way merge, so that back-to-back pairs reach the removal step),
 /// the weld within the tolerance, removal of defective triangles and small
-/// pieces, removal of free points, `make_manifold`, `orient` without turning
-/// outward, `fill_holes`, and `orient` outward (so that pieces closed by
-/// filling turn outward too). Steps that the options turn off are skipped.
-/// Reports the stages "weld", "weld within tolerance", "remove defects",
-/// "remove free points", "make manifold", "orient", "fill holes" and
-/// "orient outward".
+/// pieces, removal of free points, `make_manifold`, `orient` (closed pieces
+/// outward), `fill_holes`, and, when holes were filled, `orient` again so
+/// that pieces closed by filling face outward too. Steps that the options
+/// turn off are skipped. Reports the stages "weld", "weld within tolerance",
+/// "remove defects", "remove free points", "make manifold", "orient", "fill
+/// holes" and "orient again".
 /// \pre `surface` is valid.
 /// \throws cancelled, std::invalid_argument when a tolerance or limit is
 ///         negative or NaN, std::bad_alloc.

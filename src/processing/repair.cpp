@@ -245,13 +245,15 @@ repair_result repair(triangle_surface& surface, const repair_options& options, c
     });
     if (options.make_manifold)
         r.manifold = run_stage(progress, "make manifold", [&] { return make_manifold(surface); });
-    if (options.orient) r.orientation = run_stage(progress, "orient", [&] { return orient(surface, false); });
+    if (options.orient) r.orientation = run_stage(progress, "orient", [&] { return orient(surface, true); });
     r.fill = run_stage(progress, "fill holes", [&] { return fill_holes(surface, options.fill); });
-    if (options.orient) {
-        const orient_result last = run_stage(progress, "orient outward", [&] { return orient(surface, true); });
-        const std::size_t flipped = r.orientation.flipped_triangles;
-        r.orientation = last;
-        r.orientation.flipped_triangles += flipped;
+    if (options.orient && r.fill.filled > 0) {
+        // Pieces that filling closed may face inward.
+        const orient_result again = run_stage(progress, "orient again", [&] { return orient(surface, true); });
+        r.orientation.components = again.components;
+        r.orientation.non_orientable_components = again.non_orientable_components;
+        r.orientation.flipped_triangles += again.flipped_triangles;
+        r.orientation.turned_outward += again.turned_outward;
     }
     return r;
 }

@@ -11,7 +11,6 @@
 
 #include <oneapi/tbb/blocked_range.h>
 #include <oneapi/tbb/parallel_for.h>
-#include <oneapi/tbb/parallel_sort.h>
 
 namespace Zelkov::Processing::detail {
 
@@ -113,17 +112,34 @@ std::size_t fan_count(std::size_t v, const Zelkov::Geometry::triangle_surface& s
 
 std::vector<keyed_side> sorted_sides(const Zelkov::Geometry::triangle_surface& surface)
 {
-    std::vector<keyed_side> sides;
-    sides.reserve(3 * surface.triangles.size());
+    // A counting sort on the lower vertex, then each vertex's few sides sorted
+    // on their own: linear but for the stars, and the same order as sorting
+    // the whole list by (low, high, triangle).
+    const std::size_t n = surface.vertices.size();
+    std::vector<std::size_t> start(n + 1, 0);
+    for (const auto& tri : surface.triangles) {
+        if (repeats_vertex(tri)) continue;
+        for (int i = 0; i < 3; ++i) ++start[std::min(tri[i], tri[(i + 1) % 3]) + 1];
+    }
+    std::partial_sum(start.begin(), start.end(), start.begin());
+    std::vector<keyed_side> sides(start[n]);
+    std::vector<std::size_t> next(start.begin(), start.end() - 1);
     for (std::size_t t = 0; t < surface.triangles.size(); ++t) {
         const auto& tri = surface.triangles[t];
         if (repeats_vertex(tri)) continue;
         for (int i = 0; i < 3; ++i) {
             const std::size_t a = tri[i], b = tri[(i + 1) % 3];
-            sides.push_back({std::min(a, b), std::max(a, b), t, a < b, static_cast<unsigned char>(i)});
+            const std::size_t low = std::min(a, b);
+            sides[next[low]++] = {low, std::max(a, b), t, a < b, static_cast<unsigned char>(i)};
         }
     }
-    oneapi::tbb::parallel_sort(sides.begin(), sides.end());
+    oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, n, 4096),
+                              [&](const oneapi::tbb::blocked_range<std::size_t>& r) {
+                                  for (std::size_t v = r.begin(); v != r.end(); ++v)
+                                      if (start[v + 1] - start[v] > 1)
+                                          std::sort(sides.begin() + static_cast<std::ptrdiff_t>(start[v]),
+                                                    sides.begin() + static_cast<std::ptrdiff_t>(start[v + 1]));
+                              });
     return sides;
 }
 

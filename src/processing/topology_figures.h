@@ -47,8 +47,8 @@ struct keyed_side {
 };
 
 /// The sides of the triangles that do not repeat a vertex, sorted by edge and
-/// then by triangle. Sorted in parallel; the order is the same for every
-/// thread count, as no two sides have the same key.
+/// then by triangle. The same for every thread count, as no two sides have
+/// the same key.
 std::vector<keyed_side> sorted_sides(const Zelkov::Geometry::triangle_surface& surface);
 
 /// Calls `f(row, column, value)` for each stored entry of a vertex-by-vertex
