@@ -1,4 +1,4 @@
-"""Weld and simplify every mesh of a folder, on a Dask cluster of worker
+"""Repair and simplify every mesh of a folder, on a Dask cluster of worker
 processes or in a plain loop, with the same meshes either way.
 
     python3 batch.py MESH_FOLDER [--ratio 0.1] [--workers 2] [--out OUT_FOLDER]
@@ -16,9 +16,9 @@ SUFFIXES = {".stl", ".obj", ".ply", ".off"}
 
 
 def process(path, ratio):
-    """One mesh: welded (triangles that repeat a vertex dropped), then simplified."""
-    welded, _ = zelkov.weld(zelkov.read(str(path)), remove_degenerate=True)
-    simplified, _ = zelkov.simplify(welded, ratio=ratio)
+    """One mesh: repaired (welded, defects removed, made manifold, oriented), then simplified."""
+    repaired, _ = zelkov.repair(zelkov.read(str(path)))
+    simplified, _ = zelkov.simplify(repaired, ratio=ratio)
     return simplified
 
 

@@ -1,4 +1,4 @@
-// The processing jobs and mesh files. Jobs that change a surface work on a
+// The processing jobs (inspect, weld, simplify, features, repair) and mesh files. Jobs that change a surface work on a
 // copy of the mesh and return the result as a new Mesh with their figures,
 // which are dataclasses of zelkov._results.
 
@@ -6,6 +6,7 @@
 
 #include <meshio/meshio.h>
 #include <processing/features.h>
+#include <processing/repair.h>
 #include <processing/simplify.h>
 #include <processing/surface_info.h>
 #include <processing/weld.h>
@@ -167,6 +168,46 @@ py::object features_record(P::features_result&& r)
                  py::arg("undefined_smoothed_curvature") = r.undefined_smoothed_curvature));
 }
 
+P::back_to_back_policy policy_of(const std::string& name)
+{
+    if (name == "drop_both") return P::back_to_back_policy::drop_both;
+    if (name == "keep_one") return P::back_to_back_policy::keep_one;
+    throw py::value_error("back_to_back must be 'drop_both' or 'keep_one', not '" + name + "'");
+}
+
+py::object removal_record(const P::removal_result& r)
+{
+    return record("RemovalResult",
+                  py::dict(py::arg("degenerate") = r.degenerate, py::arg("zero_area") = r.zero_area,
+                           py::arg("duplicates") = r.duplicates, py::arg("back_to_back") = r.back_to_back,
+                           py::arg("small_components") = r.small_components,
+                           py::arg("component_triangles") = r.component_triangles));
+}
+
+py::object manifold_record(P::manifold_result&& r)
+{
+    return record("ManifoldResult",
+                  py::dict(py::arg("non_manifold_edges") = r.non_manifold_edges,
+                           py::arg("split_vertices") = r.split_vertices, py::arg("vertices_added") = r.vertices_added,
+                           py::arg("vertex_source") = own(std::move(r.vertex_source))));
+}
+
+py::object orient_record(const P::orient_result& r)
+{
+    return record("OrientResult",
+                  py::dict(py::arg("components") = r.components, py::arg("flipped_triangles") = r.flipped_triangles,
+                           py::arg("non_orientable_components") = r.non_orientable_components,
+                           py::arg("turned_outward") = r.turned_outward));
+}
+
+py::object fill_record(const P::fill_result& r)
+{
+    return record("FillResult", py::dict(py::arg("holes") = r.holes, py::arg("filled") = r.filled,
+                                         py::arg("too_large") = r.too_large, py::arg("not_simple") = r.not_simple,
+                                         py::arg("refused") = r.refused, py::arg("triangles_added") = r.triangles_added,
+                                         py::arg("vertices_added") = r.vertices_added));
+}
+
 IO::ply_content ply_content_from(const mesh& m, py::handle fields, py::handle colours, const std::string& encoding,
                                  bool float_coordinates)
 {
@@ -271,6 +312,38 @@ void bind_jobs(py::module_& m)
         py::arg("mesh"), py::kw_only(), py::arg("sharp_angle_degrees") = 30.0, py::arg("smoothing_iterations") = 10,
         py::arg("progress") = py::none(), py::arg("threads") = py::none());
 
+    m.def(
+        "repair",
+        [](const mesh& self, double tolerance, double tolerance_relative, bool zero_area,
+           const std::string& back_to_back, std::size_t min_component_triangles, double min_component_area,
+           bool make_manifold, bool orient, std::size_t max_boundary_edges, bool refine, bool fair, py::object progress,
+           std::optional<int> threads) {
+            P::repair_options o;
+            o.tolerance = tolerance;
+            o.tolerance_relative = tolerance_relative;
+            o.removal = {zero_area, policy_of(back_to_back), min_component_triangles, min_component_area};
+            o.make_manifold = make_manifold;
+            o.orient = orient;
+            o.fill = {max_boundary_edges, refine, fair};
+            progress_bridge bridge{std::move(progress), {}};
+            triangle_surface s = self.s();
+            auto r = bridge.run(threads, [&] { return P::repair(s, o, bridge.callback()); });
+            py::object figures = record(
+                "RepairResult",
+                py::dict(py::arg("weld") = weld_record(std::move(r.weld)), py::arg("tolerance") = r.tolerance,
+                         py::arg("tolerance_vertices_merged") = r.tolerance_weld.vertices_merged,
+                         py::arg("removal") = removal_record(r.removal),
+                         py::arg("free_vertices_removed") = r.free_vertices_removed,
+                         py::arg("manifold") = manifold_record(std::move(r.manifold)),
+                         py::arg("orientation") = orient_record(r.orientation), py::arg("fill") = fill_record(r.fill),
+                         py::arg("vertex_map") = own(std::move(r.vertex_map))));
+            return py::make_tuple(mesh(std::move(s)), figures);
+        },
+        py::arg("mesh"), py::kw_only(), py::arg("tolerance") = 0.0, py::arg("tolerance_relative") = 0.0,
+        py::arg("zero_area") = false, py::arg("back_to_back") = "drop_both", py::arg("min_component_triangles") = 0,
+        py::arg("min_component_area") = 0.0, py::arg("make_manifold") = true, py::arg("orient") = true,
+        py::arg("max_boundary_edges") = 0, py::arg("refine") = true, py::arg("fair") = true,
+        py::arg("progress") = py::none(), py::arg("threads") = py::none());
     m.def(
         "read",
         [](const std::string& path) { return mesh(work(std::nullopt, [&] { return IO::read_mesh_file(path); })); },

@@ -1,4 +1,4 @@
-"""The batch example on a Dask cluster of two worker processes gives the
+"""The batch example (repair, then simplify) on a Dask cluster of two worker processes gives the
 meshes of a serial loop."""
 import os
 import pickle

@@ -53,6 +53,24 @@ def test_simplify_gives_the_program_s_mesh_bit_for_bit(tmp_path, name, options):
     assert figures.relaxed_edges == report["relaxed_edges"]
 
 
+@pytest.mark.parametrize("name, options, kwargs", [
+    ("cow_pinched.obj", ["--fill-holes", "50"], {"max_boundary_edges": 50}),
+    ("two_cubes_edge.stl", ["--back-to-back", "keep-one", "--fill", "flat", "--fill-holes", "8"],
+     {"back_to_back": "keep_one", "max_boundary_edges": 8, "refine": False, "fair": False}),
+    ("teapot_soup.stl", ["--tolerance-relative", "1e-6", "--keep-orientation"],
+     {"tolerance_relative": 1e-6, "orient": False}),
+])
+def test_repair_gives_the_program_s_mesh_bit_for_bit(tmp_path, name, options, kwargs):
+    path = shared_mesh(name)
+    out = tmp_path / "out.ply"
+    program("repair", path, *options, "-o", out)
+    result, figures = zelkov.repair(zelkov.read(str(path)), **kwargs)
+    written = zelkov.read(str(out))
+    np.testing.assert_array_equal(result.vertices, written.vertices)
+    np.testing.assert_array_equal(result.triangles, written.triangles)
+    assert len(figures.vertex_map) == zelkov.read(str(path)).vertex_count
+
+
 def test_weld_features_and_files_round_trip(tmp_path):
     points, tris = torus(30, 20)
     soup = zelkov.Mesh(points[tris.reshape(-1)], np.arange(tris.size).reshape(-1, 3))

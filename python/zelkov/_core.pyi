@@ -4,7 +4,7 @@ from typing import Callable, Literal, Mapping, Optional, Sequence, Tuple, Union,
 import numpy as np
 import numpy.typing as npt
 
-from ._results import FeaturesResult, InspectResult, SimplifyResult, WeldResult
+from ._results import FeaturesResult, InspectResult, RepairResult, SimplifyResult, WeldResult
 
 Array = npt.NDArray[np.float64]
 Indices = npt.NDArray[np.uint64]
@@ -136,6 +136,11 @@ def simplify(mesh: Mesh, *, target_triangles: Optional[int] = None, ratio: float
              progress: Progress = None, threads: Optional[int] = None) -> Tuple[Mesh, SimplifyResult]: ...
 def features(mesh: Mesh, *, sharp_angle_degrees: float = 30.0, smoothing_iterations: int = 10,
              progress: Progress = None, threads: Optional[int] = None) -> FeaturesResult: ...
+def repair(mesh: Mesh, *, tolerance: float = 0.0, tolerance_relative: float = 0.0, zero_area: bool = False,
+           back_to_back: Literal["drop_both", "keep_one"] = "drop_both", min_component_triangles: int = 0,
+           min_component_area: float = 0.0, make_manifold: bool = True, orient: bool = True,
+           max_boundary_edges: int = 0, refine: bool = True, fair: bool = True,
+           progress: Progress = None, threads: Optional[int] = None) -> Tuple[Mesh, RepairResult]: ...
 
 # files
 def read(path: str) -> Mesh: ...

@@ -139,3 +139,54 @@ class FeaturesResult:
     undefined_roughness: int
     undefined_curvature: int
     undefined_smoothed_curvature: int
+
+
+@dataclass(frozen=True)
+class RemovalResult:
+    degenerate: int
+    zero_area: int
+    duplicates: int
+    back_to_back: int
+    small_components: int
+    component_triangles: int
+
+
+@dataclass(frozen=True, eq=False)
+class ManifoldResult:
+    non_manifold_edges: int
+    split_vertices: int
+    vertices_added: int
+    vertex_source: np.ndarray  #: for each vertex of the result, the input vertex it copies
+
+
+@dataclass(frozen=True)
+class OrientResult:
+    components: int
+    flipped_triangles: int
+    non_orientable_components: int
+    turned_outward: int
+
+
+@dataclass(frozen=True)
+class FillResult:
+    holes: int
+    filled: int
+    too_large: int
+    not_simple: int
+    refused: int
+    triangles_added: int
+    vertices_added: int
+
+
+@dataclass(frozen=True, eq=False)
+class RepairResult:
+    """What `repair` did, step by step."""
+    weld: WeldResult
+    tolerance: float
+    tolerance_vertices_merged: int
+    removal: RemovalResult
+    free_vertices_removed: int
+    manifold: ManifoldResult
+    orientation: OrientResult
+    fill: FillResult
+    vertex_map: np.ndarray  #: index on return per input vertex; NO_INDEX when merged away or removed
