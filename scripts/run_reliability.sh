@@ -56,7 +56,7 @@ run_fuzz() {
     mkdir -p build/fuzz/artifacts
     "$bin/library_seeds" "$corpus"
     summary=()
-    for target in construction whole_surface edits cache; do
+    for target in construction whole_surface edits cache repair; do
         fuzz_one "library_${target}_fuzzer" "$bin/library_${target}_fuzzer" "$corpus/$target" "$seconds"
     done
     # The file readers of the command-line program, seeded with the small shared

@@ -260,7 +260,9 @@ void relax_patch(const triangle_surface& s, std::vector<corners>& patch, const e
             for (std::size_t i = 0; i < 3; ++i) on_edge[key(patch[t][i], patch[t][(i + 1) % 3])].push_back(t);
         std::vector<unsigned char> touched(patch.size(), 0);
         bool flipped = false;
-        for (const auto& [e, ts] : on_edge) {
+        for (const auto& entry : on_edge) {
+            const edge_key e = entry.first;
+            const std::vector<std::size_t>& ts = entry.second;
             if (ts.size() != 2 || touched[ts[0]] || touched[ts[1]]) continue;
             const auto opposite = [&](const corners& t) {
                 for (const std::size_t v : t)

@@ -51,7 +51,8 @@ std::vector<double> angles_around(const triangle_surface& s, const std::vector<k
             e2 = axis.cross(e1);
         }
         const double a = std::atan2(w.dot(e2), w.dot(e1));
-        angle.push_back(a < 0 ? a + 2 * std::numbers::pi : a);
+        // A NaN or infinite corner has no angle; it sorts first, by index.
+        angle.push_back(!std::isfinite(a) ? -1.0 : a < 0 ? a + 2 * std::numbers::pi : a);
     }
     return angle;
 }

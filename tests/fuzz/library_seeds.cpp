@@ -102,7 +102,7 @@ int main(int argc, char** argv)
         const char* name;
         std::size_t max_vertices, max_triangles;
     };
-    const target targets[] = {{"whole_surface", 48, 96}, {"edits", 24, 48}, {"cache", 32, 80}};
+    const target targets[] = {{"whole_surface", 48, 96}, {"edits", 24, 48}, {"cache", 32, 80}, {"repair", 48, 96}};
     std::size_t written = 0;
     for (const auto& t : targets) {
         std::filesystem::create_directories(root / t.name);
