@@ -80,6 +80,11 @@ TEST(Options, BadValuesAreRefusedNamingTheOption)
         {{"simplify", "--preserve-sharp", "190"}, "--preserve-sharp"},
         {{"simplify", "--max-error", "-1"}, "--max-error"},
         {{"simplify", "--max-error-relative", "nan"}, "--max-error-relative"},
+        {{"repair", "--tolerance", "-1e-3"}, "--tolerance"},
+        {{"repair", "--tolerance-relative", "inf"}, "--tolerance-relative"},
+        {{"repair", "--fill-holes", "-3"}, "--fill-holes"},
+        {{"repair", "--fill", "smooth"}, "--fill"},
+        {{"repair", "--back-to-back", "both"}, "--back-to-back"},
     };
     for (const auto& c : cases) {
         const auto o = run_cli(c.args);
