@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include <oneapi/tbb/parallel_for.h>
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
@@ -97,15 +98,17 @@ py::array own(std::vector<T>&& v)
 }
 
 /// Lists of lists as compressed rows: (offsets, indices), row i being
-/// indices[offsets[i]:offsets[i + 1]].
+/// indices[offsets[i]:offsets[i + 1]]. The rows are copied in parallel.
 template <class Rows>
 std::pair<std::vector<std::size_t>, std::vector<std::size_t>> compressed_rows(const Rows& rows)
 {
     std::vector<std::size_t> offsets(rows.size() + 1, 0);
     for (std::size_t i = 0; i < rows.size(); ++i) offsets[i + 1] = offsets[i] + rows[i].size();
     std::vector<std::size_t> indices(offsets.back());
-    auto* out = indices.data();
-    for (const auto& row : rows) out = std::copy(row.begin(), row.end(), out);
+    oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, rows.size(), 4096), [&](const auto& r) {
+        for (std::size_t i = r.begin(); i != r.end(); ++i)
+            std::copy(rows[i].begin(), rows[i].end(), indices.begin() + static_cast<std::ptrdiff_t>(offsets[i]));
+    });
     return {std::move(offsets), std::move(indices)};
 }
 
