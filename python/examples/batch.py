@@ -15,10 +15,11 @@ import zelkov
 SUFFIXES = {".stl", ".obj", ".ply", ".off"}
 
 
-def process(path, ratio):
-    """One mesh: repaired (welded, defects removed, made manifold, oriented), then simplified."""
-    repaired, _ = zelkov.repair(zelkov.read(str(path)))
-    simplified, _ = zelkov.simplify(repaired, ratio=ratio)
+def process(path, ratio, threads=None):
+    """One mesh: repaired (welded, defects removed, made manifold, oriented), then simplified.
+    The result is the same for every thread count."""
+    repaired, _ = zelkov.repair(zelkov.read(str(path)), threads=threads)
+    simplified, _ = zelkov.simplify(repaired, ratio=ratio, threads=threads)
     return simplified
 
 
@@ -37,7 +38,8 @@ def run_on_cluster(paths, ratio, workers):
             Client(cluster) as client:
         # The largest first, so that one big mesh does not start last.
         order = sorted(range(len(paths)), key=lambda i: -paths[i].stat().st_size)
-        futures = client.map(process, [paths[i] for i in order], ratio=ratio, pure=False)
+        # One thread per task: the worker processes are the parallelism.
+        futures = client.map(process, [paths[i] for i in order], ratio=ratio, threads=1, pure=False)
         done = client.gather(futures)
     results = [None] * len(paths)
     for i, mesh in zip(order, done):
