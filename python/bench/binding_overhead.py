@@ -2,7 +2,7 @@
 inspect and simplify through zelkov against the direct C++ calls
 (bench_python_overhead), on the same mesh file, the two alternating.
 
-    python3 binding_overhead.py MESH BENCH_PROGRAM [--repeats 5] [--rounds 3]
+    python3 binding_overhead.py MESH BENCH_PROGRAM [--repeats 5] [--rounds 3] [--calls map,inspect,simplify]
 """
 import argparse
 import json
@@ -28,14 +28,16 @@ def main():
     parser.add_argument("program")
     parser.add_argument("--repeats", type=int, default=5)
     parser.add_argument("--rounds", type=int, default=3)
+    parser.add_argument("--calls", default="map,inspect,simplify")
     args = parser.parse_args()
     mesh = zelkov.read(args.mesh)
     calls = {"get_vertex_to_triangles_map": lambda: zelkov.get_vertex_to_triangles_map(mesh),
              "inspect": lambda: zelkov.inspect(mesh),
              "simplify": lambda: zelkov.simplify(mesh)}
+    calls = {k: f for k, f in calls.items() if k.split("_")[-1] in args.calls or k in args.calls}
     cpp, python = {k: [] for k in calls}, {k: [] for k in calls}
     for _ in range(args.rounds):
-        direct = json.loads(subprocess.run([args.program, args.mesh, str(args.repeats)], check=True,
+        direct = json.loads(subprocess.run([args.program, args.mesh, str(args.repeats), args.calls], check=True,
                                            capture_output=True, text=True).stdout)
         for name, call in calls.items():
             cpp[name].append(direct[name])
