@@ -120,6 +120,6 @@ def test_a_long_call_lets_other_python_threads_run():
     end = time.perf_counter()
     done.set()
     counter.join()
-    during = [t for t in ticks if start < t < end]
-    # Holding the GIL would leave the counter at most a tick or two per switch interval.
-    assert len(during) > max(10, 0.1 * (end - start) / 0.0011)
+    during = [start] + [t for t in ticks if start < t < end] + [end]
+    # Holding the GIL would stop the counter for the whole call.
+    assert len(during) > 7 and max(b - a for a, b in zip(during, during[1:])) < 0.5 * (end - start)
