@@ -7,6 +7,7 @@
 #
 #   scripts/run_peer_benchmarks.sh [--no-install] [--sizes 100000,1000000] [--inputs LIST] [--reps-scale X]
 #                                  [--out FILE] [-- PROGRAM OPTIONS]
+#   scripts/run_peer_benchmarks.sh --repair [--no-install] [--out FILE] [-- PROGRAM OPTIONS]
 #
 # FILE (default bench/RESULTS.md) receives the report; PROGRAM OPTIONS go to
 # the benchmark program, for example --filter 'simplify*' --impls 'ours*,meshopt*'
@@ -28,10 +29,12 @@ sizes=100000,1000000
 reps_scale=0.6
 inputs='torus 1M,torus 1M shuffled,icosphere 1M shuffled,torus 1M soup,*100k*'
 extra=()
+repair=0
 out=$root/bench/RESULTS.md
 while [[ $# -gt 0 ]]; do
     case $1 in
         --no-install) install=0 ;;
+        --repair) repair=1 ;;
         --sizes) sizes=$2; shift ;;
         --reps-scale) reps_scale=$2; shift ;;
         --inputs) inputs=$2; shift ;;
@@ -42,7 +45,7 @@ while [[ $# -gt 0 ]]; do
     shift
 done
 
-packages=(libopenmesh-dev libcgal-dev libmeshoptimizer-dev libopen3d-dev)
+packages=(libopenmesh-dev libcgal-dev libmeshoptimizer-dev libopen3d-dev admesh libadmesh-dev)
 if [[ $install == 1 ]]; then
     missing=()
     for p in "${packages[@]}"; do dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p"); done
@@ -55,7 +58,9 @@ fi
 build=$root/build/peers
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
     -DZELKOV_BENCH_PEERS=ON -DZELKOV_BUILD_TESTS=OFF >/dev/null
-cmake --build "$build" --target bench_peers -j 2
+target=bench_peers
+[[ $repair == 1 ]] && target=bench_repair_peers
+cmake --build "$build" --target "$target" -j 2
 
 export ZELKOV_SHARED_MESHES=${ZELKOV_SHARED_MESHES:-$root/../shared/meshes}
 work=$(mktemp -d)
@@ -72,6 +77,18 @@ versions() {
     echo "peers=$(versions)"
     echo "load before the run (uptime)=$(uptime | sed 's/.*load average/load average/')"
 } >"$work/meta"
+
+if [[ $repair == 1 ]]; then
+    "$build/bench/peers/bench_repair_peers" ${extra[@]+"${extra[@]}"} | tee "$work/repair.tsv"
+    echo "load after the run (uptime)=$(uptime | sed 's/.*load average/load average/')" >>"$work/meta"
+    echo "command=scripts/run_peer_benchmarks.sh --repair --out ${out#$root/} ${extra[*]+-- ${extra[*]}}" >>"$work/meta"
+    mkdir -p "$build/last-run"
+    cp "$work/meta" "$build/last-run/repair-meta"
+    cp "$work/repair.tsv" "$build/last-run/"
+    python3 "$root/bench/peers/make_repair_results.py" "$work/meta" "$out" "$work/repair.tsv"
+    echo "wrote the repair section of $out"
+    exit 0
+fi
 
 OMP_NUM_THREADS=1 "$program" --threads 1 --sizes "$sizes" --inputs "$inputs" --reps-scale "$reps_scale" ${extra[@]+"${extra[@]}"} | tee "$work/t1.tsv"
 OMP_NUM_THREADS=2 "$program" --threads 2 --parallel-only --sizes "$sizes" --inputs "$inputs" --reps-scale "$reps_scale" ${extra[@]+"${extra[@]}"} | tee "$work/t2.tsv"
