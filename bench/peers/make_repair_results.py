@@ -52,10 +52,21 @@ def outcome_text(o):
     return ("; ".join(parts) or "none") + f" | {'yes' if closed == '1' else 'no'} | {comps} | {tris}"
 
 
-def worse(ours, peer):
-    """Whether our outcome has more of some defect than the peer's."""
-    idx = [5, 6, 7, 8, 10, 11, 12]  # NM edges, pinch, misoriented, boundary edges, degenerate, zero-area, duplicates
-    return any(int(ours[i]) > int(peer[i]) for i in idx) or (ours[13] == "0" and peer[13] == "1")
+NAMES = {4: "NM edges", 5: "pinch", 6: "misoriented", 7: "boundary edges", 9: "degenerate", 10: "zero-area",
+         11: "duplicates"}
+
+
+def compare(ours, peer):
+    """Which defects each result has more of than the other: 'no' when ours has none more."""
+    more = [NAMES[i] for i in NAMES if int(ours[i]) > int(peer[i])]
+    fewer = [NAMES[i] for i in NAMES if int(ours[i]) < int(peer[i])]
+    if ours[12] == "0" and peer[12] == "1":
+        more.append("not closed")
+    if not more:
+        return "no"
+    if not fewer:
+        return "**yes**: " + ", ".join(more)
+    return "mixed: ours more " + ", ".join(more) + "; peer more " + ", ".join(fewer)
 
 
 def section(meta, rows):
@@ -119,10 +130,31 @@ def section(meta, rows):
             if not ours or not theirs:
                 continue
             out.append(f"| {key[1]} | {outcome_text(ours)} | {outcome_text(theirs)} | {ours[14]} / {theirs[14]} | "
-                       f"{'**yes**' if worse(ours, theirs) else 'no'} |")
+                       f"{compare(ours, theirs)} |")
         out.append("")
     if any("admesh" in i for k in times for (i, _) in times[k]):
         out.append("admesh counts the triangles it added, not the holes, in the \"holes filled\" column.")
+        out.append("")
+
+    big = [r for r in rows["stages"] if any(k[1] == r[1] and times[k][("ours", "1")][1] >= 50000 for k in times)]
+    if big:
+        out.append("### Where our time goes (1 thread, one more run, stage by stage)")
+        out.append("")
+        out.append("Seconds per stage of `repair`, from its progress reports; the last column gives what "
+                   "`fill_holes` did: loops found / filled / too large / not simple / refused.")
+        out.append("")
+        names = []
+        for r in big:
+            for cell in r[3:]:
+                name = cell.split("=")[0]
+                if name != "fill" and name not in names:
+                    names.append(name)
+        out.append("| variant | input | " + " | ".join(names) + " | fill |")
+        out.append("|---|---|" + "--:|" * len(names) + "---|")
+        for r in big:
+            cells = dict(c.split("=", 1) for c in r[3:])
+            out.append(f"| {r[0]} | {r[1]} | " + " | ".join(
+                f"{float(cells[n]):.3g}" if n in cells else "" for n in names) + f" | {cells.get('fill', '')} |")
         out.append("")
 
     if rows["quality"]:

@@ -220,7 +220,8 @@ void print_header()
     std::printf(
         "#quality\tinput\tradius_edges\tholes_cut\tremoved_triangles\timpl\tholes_filled\tnew_triangles\t"
         "fill_to_cut_mean\tfill_to_cut_max\tcut_to_fill_mean\tcut_to_fill_max\tseconds\n");
-    std::printf("#stages\tvariant\tinput\tthreads\tstage=seconds...\n");
+    std::printf(
+        "#stages\tvariant\tinput\tthreads\tstage=seconds...\tfill=holes/filled/too_large/not_simple/refused\n");
     std::fflush(stdout);
 }
 
@@ -256,10 +257,12 @@ void print_stages(const variant& v, const input& in, const repair_options& ro, o
         return true;
     };
     triangle_surface s = in.surface;
-    one.execute([&] { repair(s, ro, progress); });
+    repair_result r;
+    one.execute([&] { r = repair(s, ro, progress); });
     std::printf("stages\t%s\t%s\t1", v.name, in.name.c_str());
     for (const auto& [name, seconds] : stages) std::printf("\t%s=%.4g", name.c_str(), seconds);
-    std::printf("\n");
+    std::printf("\tfill=%zu/%zu/%zu/%zu/%zu\n", r.fill.holes, r.fill.filled, r.fill.too_large, r.fill.not_simple,
+                r.fill.refused);
     std::fflush(stdout);
 }
 
