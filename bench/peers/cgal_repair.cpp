@@ -50,8 +50,7 @@ std::vector<std::vector<std::size_t>> polygons_of(const triangle_surface& s)
 /// the loop's vertices (as ours does), not among the faces of the loop's 3D
 /// Delaunay triangulation, which is CGAL's default and stalls on loops whose
 /// points lie on one sphere.
-std::size_t fill_cycles(mesh_type& mesh, hole_fill fill, std::size_t max_edges, bool delaunay,
-                        std::vector<face>& faces)
+std::size_t fill_cycles(mesh_type& mesh, hole_fill fill, std::size_t max_edges, bool delaunay, std::vector<face>& faces)
 {
     const auto np = CGAL::parameters::use_delaunay_triangulation(delaunay);
     if (fill == hole_fill::none || max_edges == 0) return 0;
@@ -73,8 +72,7 @@ std::size_t fill_cycles(mesh_type& mesh, hole_fill fill, std::size_t max_edges, 
             PMP::triangulate_and_refine_hole(mesh, h, std::back_inserter(faces), std::back_inserter(vertices), np);
             break;
         case hole_fill::faired:
-            PMP::triangulate_refine_and_fair_hole(mesh, h, std::back_inserter(faces), std::back_inserter(vertices),
-                                                  np);
+            PMP::triangulate_refine_and_fair_hole(mesh, h, std::back_inserter(faces), std::back_inserter(vertices), np);
             break;
         case hole_fill::none: break;
         }
@@ -105,8 +103,7 @@ void hand_back_mesh(mesh_type& mesh, triangle_surface& out)
 
 }  // namespace
 
-peer_run cgal_repair(const triangle_surface& in, hole_fill fill, std::size_t max_boundary_edges,
-                     triangle_surface* out)
+peer_run cgal_repair(const triangle_surface& in, hole_fill fill, std::size_t max_boundary_edges, triangle_surface* out)
 {
     auto points = cgal::points_of(in);
     auto polygons = polygons_of(in);

@@ -88,8 +88,7 @@ bool matches_any(const std::string& name, const std::string& list)
         std::string item = list.substr(pos, comma - pos);
         pos = comma + 1;
         if (item == name) return true;
-        if (item.size() >= 2 && item.back() == '*' && name.rfind(item.substr(0, item.size() - 1), 0) == 0)
-            return true;
+        if (item.size() >= 2 && item.back() == '*' && name.rfind(item.substr(0, item.size() - 1), 0) == 0) return true;
     }
     return false;
 }
@@ -121,10 +120,10 @@ double mean_edge_length(const triangle_surface& s)
 // ---------------------------------------------------------------- holes cut in code
 
 struct cut_surface {
-    triangle_surface cut;        ///< the triangles kept, over all the vertices
-    triangle_surface cut_out;    ///< the triangles removed, over all the vertices
-    std::size_t seeds = 0;       ///< holes asked for
-    double edge_length = 0.0;    ///< the mean edge length before cutting
+    triangle_surface cut;      ///< the triangles kept, over all the vertices
+    triangle_surface cut_out;  ///< the triangles removed, over all the vertices
+    std::size_t seeds = 0;     ///< holes asked for
+    double edge_length = 0.0;  ///< the mean edge length before cutting
 };
 
 /// Removes the triangles that have a corner within `radius_edges` mean edge
@@ -213,20 +212,17 @@ repair_options ours_options(const variant& v, const options& o, double tolerance
 void print_header()
 {
     std::printf("#time\tvariant\tinput\ttriangles\timpl\tthreads\treps\tmedian_s\tmin_s\n");
-    std::printf(
-        "#outcome\tvariant\tinput\timpl\ttriangles_out\tnon_manifold_edges\tpinch_vertices\tmisoriented_edges\t"
-        "boundary_edges\tboundary_loops\tdegenerate\tzero_area\tduplicate_triangles\tclosed_and_oriented\t"
-        "components\tholes_filled\tsame_at_2_threads\n");
-    std::printf(
-        "#quality\tinput\tradius_edges\tholes_cut\tremoved_triangles\timpl\tholes_filled\tnew_triangles\t"
-        "fill_to_cut_mean\tfill_to_cut_max\tcut_to_fill_mean\tcut_to_fill_max\tseconds\n");
-    std::printf(
-        "#stages\tvariant\tinput\tthreads\tstage=seconds...\tfill=holes/filled/too_large/not_simple/refused\n");
+    std::printf("#outcome\tvariant\tinput\timpl\ttriangles_out\tnon_manifold_edges\tpinch_vertices\tmisoriented_edges\t"
+                "boundary_edges\tboundary_loops\tdegenerate\tzero_area\tduplicate_triangles\tclosed_and_oriented\t"
+                "components\tholes_filled\tsame_at_2_threads\n");
+    std::printf("#quality\tinput\tradius_edges\tholes_cut\tremoved_triangles\timpl\tholes_filled\tnew_triangles\t"
+                "fill_to_cut_mean\tfill_to_cut_max\tcut_to_fill_mean\tcut_to_fill_max\tseconds\n");
+    std::printf("#stages\tvariant\tinput\tthreads\tstage=seconds...\tfill=holes/filled/too_large/not_simple/refused\n");
     std::fflush(stdout);
 }
 
-void print_outcome(const variant& v, const input& in, const char* impl, const triangle_surface& out,
-                   std::size_t filled, int same)
+void print_outcome(const variant& v, const input& in, const char* impl, const triangle_surface& out, std::size_t filled,
+                   int same)
 {
     const inspect_result r = inspect(out, {.investigate = false});
     std::printf("outcome\t%s\t%s\t%s\t%zu\t%zu\t%zu\t%zu\t%zu\t%zu\t%zu\t%zu\t%zu\t%d\t%zu\t%zu\t%d\n", v.name,
@@ -322,8 +318,7 @@ void time_input(const input& in, const options& o, oneapi::tbb::task_arena& one,
 
 // ---------------------------------------------------------------- hole-filling quality
 
-void quality(const std::string& name, const triangle_surface& closed, double radius_edges,
-             oneapi::tbb::task_arena& one)
+void quality(const std::string& name, const triangle_surface& closed, double radius_edges, oneapi::tbb::task_arena& one)
 {
     const cut_surface c = cut_holes(closed, 6, radius_edges);
     auto report = [&](const char* impl, std::size_t filled, const triangle_surface& patch, double seconds) {
@@ -386,8 +381,7 @@ int main(int argc, char** argv)
         inputs.push_back({path.filename().string(), path.extension() == ".stl", std::move(*mesh)});
     }
     inputs.push_back({"torus 1M soup + defects", true, defective_soup(o.soup_triangles)});
-    if (!o.inputs.empty())
-        std::erase_if(inputs, [&](const input& in) { return !matches_any(in.name, o.inputs); });
+    if (!o.inputs.empty()) std::erase_if(inputs, [&](const input& in) { return !matches_any(in.name, o.inputs); });
 
     for (const auto& in : inputs) time_input(in, o, one, two);
 

@@ -28,8 +28,7 @@ struct peer_run {
 /// border cycle of at most `max_boundary_edges` edges (triangulate_hole,
 /// triangulate_and_refine_hole or triangulate_refine_and_fair_hole). When
 /// `out` is given the mesh is handed back there (untimed).
-peer_run cgal_repair(const triangle_surface& in, hole_fill fill, std::size_t max_boundary_edges,
-                     triangle_surface* out);
+peer_run cgal_repair(const triangle_surface& in, hole_fill fill, std::size_t max_boundary_edges, triangle_surface* out);
 
 /// CGAL's hole filling alone on a manifold, oriented surface: every border
 /// cycle of at most `max_boundary_edges` edges, filled as `fill` says, the
