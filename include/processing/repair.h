@@ -211,7 +211,8 @@ struct repair_result {
 /// the same way merge, so that back-to-back pairs reach the removal step),
 /// the weld within the tolerance, removal of defective triangles and small
 /// pieces, removal of free points, `make_manifold`, `orient` (closed pieces
-/// outward), `fill_holes`, and, when holes were filled, `orient` again so
+/// outward), `fill_holes` (when a limit is given; `fill` stays all zero
+/// otherwise), and, when holes were filled, `orient` again so
 /// that pieces closed by filling face outward too. Steps that the options
 /// turn off are skipped. Reports the stages "weld", "weld within tolerance",
 /// "remove defects", "remove free points", "make manifold", "orient", "fill

@@ -246,7 +246,8 @@ repair_result repair(triangle_surface& surface, const repair_options& options, c
     if (options.make_manifold)
         r.manifold = run_stage(progress, "make manifold", [&] { return make_manifold(surface); });
     if (options.orient) r.orientation = run_stage(progress, "orient", [&] { return orient(surface, true); });
-    r.fill = run_stage(progress, "fill holes", [&] { return fill_holes(surface, options.fill); });
+    if (options.fill.max_boundary_edges > 0)
+        r.fill = run_stage(progress, "fill holes", [&] { return fill_holes(surface, options.fill); });
     if (options.orient && r.fill.filled > 0) {
         // Pieces that filling closed may face inward.
         const orient_result again = run_stage(progress, "orient again", [&] { return orient(surface, true); });

@@ -41,36 +41,39 @@ repair_options options_of(const repair_cli_options& o)
     return r;
 }
 
-value steps_report(const repair_result& r)
+value steps_report(const repair_result& r, bool filling)
 {
     const auto& d = r.removal;
-    return {{"weld", {{"vertices_merged", r.weld.vertices_merged}, {"triangles_merged", r.weld.triangles_merged}}},
-            {"tolerance", {{"used", r.tolerance}, {"vertices_merged", r.tolerance_weld.vertices_merged}}},
-            {"removed",
-             {{"degenerate_triangles", d.degenerate},
-              {"zero_area_triangles", d.zero_area},
-              {"duplicate_triangles", d.duplicates},
-              {"back_to_back_triangles", d.back_to_back},
-              {"small_components", d.small_components},
-              {"their_triangles", d.component_triangles},
-              {"free_vertices", r.free_vertices_removed}}},
-            {"manifold",
-             {{"non_manifold_edges_cut", r.manifold.non_manifold_edges},
-              {"vertices_split", r.manifold.split_vertices},
-              {"vertices_added", r.manifold.vertices_added}}},
-            {"orientation",
-             {{"components", r.orientation.components},
-              {"triangles_flipped", r.orientation.flipped_triangles},
-              {"non_orientable_components", r.orientation.non_orientable_components},
-              {"turned_outward", r.orientation.turned_outward}}},
-            {"holes",
-             {{"found", r.fill.holes},
-              {"filled", r.fill.filled},
-              {"too_large", r.fill.too_large},
-              {"not_simple", r.fill.not_simple},
-              {"refused", r.fill.refused},
-              {"triangles_added", r.fill.triangles_added},
-              {"vertices_added", r.fill.vertices_added}}}};
+    value v = {{"weld", {{"vertices_merged", r.weld.vertices_merged}, {"triangles_merged", r.weld.triangles_merged}}},
+               {"tolerance", {{"used", r.tolerance}, {"vertices_merged", r.tolerance_weld.vertices_merged}}},
+               {"removed",
+                {{"degenerate_triangles", d.degenerate},
+                 {"zero_area_triangles", d.zero_area},
+                 {"duplicate_triangles", d.duplicates},
+                 {"back_to_back_triangles", d.back_to_back},
+                 {"small_components", d.small_components},
+                 {"their_triangles", d.component_triangles},
+                 {"free_vertices", r.free_vertices_removed}}},
+               {"manifold",
+                {{"non_manifold_edges_cut", r.manifold.non_manifold_edges},
+                 {"vertices_split", r.manifold.split_vertices},
+                 {"vertices_added", r.manifold.vertices_added}}},
+               {"orientation",
+                {{"components", r.orientation.components},
+                 {"triangles_flipped", r.orientation.flipped_triangles},
+                 {"non_orientable_components", r.orientation.non_orientable_components},
+                 {"turned_outward", r.orientation.turned_outward}}}};
+    // Holes are traced only when filling is asked for; the table's boundary
+    // loops count them otherwise.
+    if (filling)
+        v["holes"] = {{"found", r.fill.holes},
+                      {"filled", r.fill.filled},
+                      {"too_large", r.fill.too_large},
+                      {"not_simple", r.fill.not_simple},
+                      {"refused", r.fill.refused},
+                      {"triangles_added", r.fill.triangles_added},
+                      {"vertices_added", r.fill.vertices_added}};
+    return v;
 }
 
 }  // namespace
@@ -82,7 +85,7 @@ value run_repair(const common_options& options, const repair_cli_options& o, sta
     value report = begin_report("repair", in);
     const value before = clock.run("figures before", [&] { return figures(s); });
     const repair_result r = repair(s, options_of(o), clock.callback());
-    report["repair"] = steps_report(r);
+    report["repair"] = steps_report(r, o.fill_holes > 0);
     report["before_and_after"] = side_by_side(before, clock.run("figures after", [&] { return figures(s); }));
     report["after"] = surface_summary(s);
     write_output(options, s, {}, report, clock);
