@@ -106,20 +106,21 @@ void trace_loops(const std::vector<hole_edge>& edges, std::size_t vertex_count, 
 
 // ---------------------------------------------------------------- least-weight triangulation
 
-/// Liepa's weight: the largest dihedral angle first, then the area.
+/// Liepa's weight: the largest dihedral angle first, then the area. The
+/// angle is kept as its cosine, the smallest cosine being the largest angle.
 struct weight {
-    double angle = std::numeric_limits<double>::infinity();
+    double cosine = -std::numeric_limits<double>::infinity();
     double area = std::numeric_limits<double>::infinity();
-    bool operator<(const weight& o) const { return angle < o.angle || (angle == o.angle && area < o.area); }
+    bool operator<(const weight& o) const { return cosine > o.cosine || (cosine == o.cosine && area < o.area); }
 };
 
-/// The angle between the normals of two triangles that share an edge; a
-/// surface triangle without a normal (of zero area) counts as worse than any
-/// fold.
-double dihedral(const vec& n, const vec& m)
+/// The cosine of the angle between the normals of two triangles that share
+/// an edge; a surface triangle without a normal (of zero area) counts as
+/// worse than any fold.
+double fold_cosine(const vec& n, const vec& m)
 {
-    if (n.isZero() || m.isZero()) return 4.0;
-    return std::acos(std::clamp(n.dot(m), -1.0, 1.0));
+    if (n.isZero() || m.isZero()) return -2.0;
+    return std::clamp(n.dot(m), -1.0, 1.0);
 }
 
 /// Whether the surface already has an edge between two vertices.
@@ -160,16 +161,19 @@ private:
 class triangulation {
 public:
     triangulation(const triangle_surface& s, const hole& h, const edge_test& exists)
-        : s_(s), h_(h), n_(h.vertices.size()), exists_(exists)
+        : h_(h), n_(h.vertices.size()), exists_(exists)
     {
+        for (std::size_t k = 0; k < n_; ++k) p_.push_back(at(s, h.vertices[k]));
+        // The surface's triangle on each loop edge runs it the other way: far, to, from.
+        for (std::size_t k = 0; k < n_; ++k) rim_.push_back(unit_normal(at(s, h.far[k]), p_[(k + 1) % n_], p_[k]));
         best_.assign(n_ * n_, {});
         middle_.assign(n_ * n_, none);
-        for (std::size_t i = 0; i + 1 < n_; ++i) best_[i * n_ + i + 1] = {0.0, 0.0};
+        normal_.assign(n_ * n_, vec::Zero());
+        for (std::size_t i = 0; i + 1 < n_; ++i) best_[i * n_ + i + 1] = {1.0, 0.0};
         // Three edges whose triangle the surface already has (a lone triangle's
         // own rim): closing it would only double that triangle.
         if (n_ == 3 && exists_.has_triangle(h.vertices[0], h.vertices[1], h.vertices[2])) return;
-        for (std::size_t i = 0; i + 2 < n_; ++i) solve(i, i + 2);
-        for (std::size_t span = 3; span < n_; ++span)
+        for (std::size_t span = 2; span < n_; ++span)
             for (std::size_t i = 0; i + span < n_; ++i) solve(i, i + span);
     }
 
@@ -185,46 +189,37 @@ public:
     }
 
 private:
-    vec p(std::size_t k) const { return at(s_, h_.vertices[k]); }
-
-    /// The normal of the triangle across loop edge (i, k), k = i + 1 or the
-    /// closing edge (n-1, 0), or of the sub-triangle chosen for (i, k).
-    vec across(std::size_t i, std::size_t k) const
-    {
-        if (k == i + 1) return surface_normal(i);
-        const std::size_t m = middle_[i * n_ + k];
-        return unit_normal(p(i), p(m), p(k));
-    }
-
-    vec surface_normal(std::size_t edge) const
-    {
-        // The surface's triangle runs the edge the other way: far, to, from.
-        const std::size_t to = (edge + 1) % n_;
-        return unit_normal(at(s_, h_.far[edge]), p(to), p(edge));
-    }
+    /// The normal of the triangle across loop edge (i, k), k = i + 1, or of
+    /// the sub-triangle chosen for (i, k).
+    const vec& across(std::size_t i, std::size_t k) const { return k == i + 1 ? rim_[i] : normal_[i * n_ + k]; }
 
     void solve(std::size_t i, std::size_t k)
     {
         if (!(i == 0 && k == n_ - 1) && exists_(h_.vertices[i], h_.vertices[k])) return;
         weight best;
         std::size_t choice = none;
+        vec chosen = vec::Zero();
         for (std::size_t m = i + 1; m < k; ++m) {
+            if ((m > i + 1 && middle_[i * n_ + m] == none) || (k > m + 1 && middle_[m * n_ + k] == none)) continue;
+            const vec cross = (p_[m] - p_[i]).cross(p_[k] - p_[i]);
+            const double length = cross.norm();
+            if (!(length > 0.0)) continue;  // never a new triangle of zero area
+            const vec n = cross / length;
             const weight& left = best_[i * n_ + m];
             const weight& right = best_[m * n_ + k];
-            if ((m > i + 1 && middle_[i * n_ + m] == none) || (k > m + 1 && middle_[m * n_ + k] == none)) continue;
-            const vec n = unit_normal(p(i), p(m), p(k));
-            if (n.isZero()) continue;  // never a new triangle of zero area
-            double angle = std::max({left.angle, right.angle, dihedral(n, across(i, m)), dihedral(n, across(m, k))});
-            if (i == 0 && k == n_ - 1) angle = std::max(angle, dihedral(n, surface_normal(n_ - 1)));
-            const double area = left.area + right.area + 0.5 * (p(m) - p(i)).cross(p(k) - p(i)).norm();
-            const weight w{angle, area};
+            double cosine =
+                std::min({left.cosine, right.cosine, fold_cosine(n, across(i, m)), fold_cosine(n, across(m, k))});
+            if (i == 0 && k == n_ - 1) cosine = std::min(cosine, fold_cosine(n, rim_[n_ - 1]));
+            const weight w{cosine, left.area + right.area + 0.5 * length};
             if (choice == none || w < best) {
                 best = w;
                 choice = m;
+                chosen = n;
             }
         }
         best_[i * n_ + k] = best;
         middle_[i * n_ + k] = choice;
+        normal_[i * n_ + k] = chosen;
     }
 
     void collect(std::size_t i, std::size_t k, std::vector<corners>& out) const
@@ -236,10 +231,10 @@ private:
         collect(m, k, out);
     }
 
-    const triangle_surface& s_;
     const hole& h_;
     std::size_t n_;
     const edge_test& exists_;
+    std::vector<vec> p_, rim_, normal_;
     std::vector<weight> best_;
     std::vector<std::size_t> middle_;
 };
