@@ -14,6 +14,7 @@
 
 #include <geometry/trimesh.h>
 
+#include "repair_steps.h"
 #include "topology_figures.h"
 
 namespace Zelkov::Processing {
@@ -191,9 +192,9 @@ struct neighbour {
     bool same_way = false;  // both run the edge the same way
 };
 
-std::vector<neighbour> side_neighbours(const triangle_surface& s, std::vector<unsigned char>& open)
+std::vector<neighbour> side_neighbours(const triangle_surface& s, const std::vector<keyed_side>& sides,
+                                       std::vector<unsigned char>& open)
 {
-    const std::vector<keyed_side> sides = detail::sorted_sides(s);
     std::vector<neighbour> across(3 * s.triangles.size());
     open.assign(s.triangles.size(), 0);
     for (std::size_t i = 0; i < sides.size();) {
@@ -253,7 +254,9 @@ double piece_signed_volume(const triangle_surface& s, const std::vector<std::siz
 
 }  // namespace
 
-manifold_result make_manifold(triangle_surface& surface)
+namespace detail {
+
+manifold_result make_manifold(triangle_surface& surface, const std::vector<keyed_side>& sides)
 {
     manifold_result r;
     const std::size_t n = surface.vertices.size();
@@ -261,7 +264,6 @@ manifold_result make_manifold(triangle_surface& surface)
     for (std::size_t v = 0; v < n; ++v) r.vertex_source[v] = v;
     std::vector<unsigned char> split(n, 0);
 
-    const std::vector<keyed_side> sides = detail::sorted_sides(surface);
     std::vector<std::size_t> partner(sides.size(), none);
     for (std::size_t i = 0; i < sides.size();) {
         const std::size_t j = edge_end(sides, i);
@@ -279,11 +281,11 @@ manifold_result make_manifold(triangle_surface& surface)
     return r;
 }
 
-orient_result orient(triangle_surface& surface, bool outward)
+orient_result orient(triangle_surface& surface, bool outward, const std::vector<keyed_side>& sides)
 {
     orient_result r;
     std::vector<unsigned char> open;
-    const std::vector<neighbour> across = side_neighbours(surface, open);
+    const std::vector<neighbour> across = side_neighbours(surface, sides, open);
     std::vector<signed char> against(surface.triangles.size(), -1);
     std::vector<std::size_t> flips;
     for (std::size_t seed = 0; seed < surface.triangles.size(); ++seed) {
@@ -311,6 +313,18 @@ orient_result orient(triangle_surface& surface, bool outward)
         }
     }
     return r;
+}
+
+}  // namespace detail
+
+manifold_result make_manifold(triangle_surface& surface)
+{
+    return detail::make_manifold(surface, detail::sorted_sides(surface));
+}
+
+orient_result orient(triangle_surface& surface, bool outward)
+{
+    return detail::orient(surface, outward, detail::sorted_sides(surface));
 }
 
 }  // namespace Zelkov::Processing

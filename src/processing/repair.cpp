@@ -9,6 +9,7 @@
 #include <geometry/trimesh.h>
 #include <oneapi/tbb/parallel_sort.h>
 
+#include "repair_steps.h"
 #include "stages.h"
 #include "topology_figures.h"
 
@@ -243,9 +244,18 @@ repair_result repair(triangle_surface& surface, const repair_options& options, c
         r.free_vertices_removed = before - surface.vertices.size();
         compose(r.vertex_map, kept);
     });
+    // The sides sorted by edge serve both steps unless cutting adds vertices.
+    std::vector<detail::keyed_side> sides;
     if (options.make_manifold)
-        r.manifold = run_stage(progress, "make manifold", [&] { return make_manifold(surface); });
-    if (options.orient) r.orientation = run_stage(progress, "orient", [&] { return orient(surface, true); });
+        r.manifold = run_stage(progress, "make manifold", [&] {
+            sides = detail::sorted_sides(surface);
+            return detail::make_manifold(surface, sides);
+        });
+    if (options.orient)
+        r.orientation = run_stage(progress, "orient", [&] {
+            if (!options.make_manifold || r.manifold.vertices_added > 0) sides = detail::sorted_sides(surface);
+            return detail::orient(surface, true, sides);
+        });
     if (options.fill.max_boundary_edges > 0)
         r.fill = run_stage(progress, "fill holes", [&] { return fill_holes(surface, options.fill); });
     if (options.orient && r.fill.filled > 0) {
