@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <map>
 #include <random>
 
@@ -14,10 +13,11 @@
 namespace {
 
 using namespace Zelkov::Geometry;
+using Zelkov::Testing::canonical;
 using Zelkov::Testing::point3;
+using Zelkov::Testing::same_bits;
 using Zelkov::Testing::tri;
 
-bool same_bits(const point3& a, const point3& b) { return std::memcmp(&a, &b, sizeof(point3)) == 0; }
 bool has_nan(const point3& p) { return std::isnan(p.x) || std::isnan(p.y) || std::isnan(p.z); }
 
 /// A soup of `n` triangles whose corners take few distinct values, with -0.0
@@ -80,29 +80,9 @@ TEST(UniqueVertices, MatchesTheDefinitionOnCrowdedSoups)
             EXPECT_TRUE(std::is_sorted(after.vertices.begin(), after.vertices.end(), detail::point_less));
         }
     }
-}
-
-TEST(UniqueVerticesAndTriangles, EmptySurfaces)
-{
     triangle_surface empty;
     EXPECT_TRUE(unique_vertices(empty).empty());
     EXPECT_TRUE(unique_triangles(empty, true).empty());
-}
-
-/// The canonical form by definition: the indices sorted; with orientation, of
-/// the rotations that start with the smallest index, the largest.
-tri canonical(const tri& t, bool consider_orientation)
-{
-    tri form = t;
-    if (!consider_orientation) {
-        std::sort(form.begin(), form.end());
-        return form;
-    }
-    const std::size_t smallest = *std::min_element(t.begin(), t.end());
-    form = {};
-    for (const tri& r : {t, tri{t[1], t[2], t[0]}, tri{t[2], t[0], t[1]}})
-        if (r[0] == smallest) form = std::max(form, r);
-    return form;
 }
 
 TEST(UniqueTriangles, MatchesTheDefinition)

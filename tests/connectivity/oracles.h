@@ -42,14 +42,6 @@ inline std::vector<std::size_t> triangles_on(const std::vector<tri>& triangles, 
     return found;
 }
 
-/// A surface over `triangles` with one point per named index plus `free_points`.
-inline triangle_surface surface_of(std::vector<tri> triangles, std::size_t free_points = 0)
-{
-    std::size_t n = 0;
-    for (const auto& t : triangles) n = std::max(n, *std::max_element(t.begin(), t.end()) + 1);
-    return {std::vector<point3>(n + free_points), std::move(triangles)};
-}
-
 /// Named surfaces that mix every kind of connectivity: boundaries, closed
 /// parts, fans, non-manifold edges, misoriented pairs, duplicates and
 /// triangles that repeat a vertex, plus random soups over few vertices.
@@ -65,8 +57,9 @@ inline std::vector<std::pair<std::string, triangle_surface>> awkward_surfaces()
     invert(turned, std::vector<std::size_t>{2});
     surfaces.emplace_back("tetrahedron with a turned triangle", std::move(turned));
     // Two tetrahedra on one shared vertex (3): closed, pinched at 3.
-    surfaces.emplace_back("pinched tetrahedra", surface_of({{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}, {3, 5, 4},
-                                                            {3, 4, 6}, {3, 6, 5}, {4, 5, 6}}));
+    surfaces.emplace_back(
+        "pinched tetrahedra",
+        surface_of({{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}, {3, 5, 4}, {3, 4, 6}, {3, 6, 5}, {4, 5, 6}}));
 
     // Four triangles on edge (0, 1), one of them turned, a duplicate, a turned
     // duplicate and triangles with repeated corners, and two free points.

@@ -1,15 +1,8 @@
 // Every parallel operation gives the same result, bit for bit, in arenas of
 // 1, 2, 3 and 8 threads, on large generated surfaces and on real ones.
 
-#include <algorithm>
 #include <cmath>
-#include <cstring>
-#include <map>
 #include <set>
-#include <string>
-#include <tuple>
-#include <type_traits>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <oneapi/tbb/global_control.h>
@@ -63,17 +56,6 @@ bool same_bits(Eigen::SparseMatrix<double, 0, int> a, Eigen::SparseMatrix<double
            (n == 0 || std::memcmp(a.valuePtr(), b.valuePtr(), n * sizeof(double)) == 0);
 }
 
-/// A de-duplicated surface and the index maps returned with it.
-struct unique_outcome {
-    triangle_surface surface;
-    std::vector<std::size_t> first, second;
-};
-
-bool same_bits(const unique_outcome& a, const unique_outcome& b)
-{
-    return same_bits(a.surface, b.surface) && a.first == b.first && a.second == b.second;
-}
-
 struct named_surface {
     std::string name;
     triangle_surface surface;
@@ -105,22 +87,13 @@ triangle_surface messy()
     return s;
 }
 
-bool at_most_two_per_edge(const triangle_surface& s)
-{
-    std::map<std::pair<std::size_t, std::size_t>, int> count;
-    for (const auto& t : s.triangles)
-        for (std::size_t c = 0; c < 3; ++c)
-            if (++count[std::minmax(t[c], t[(c + 1) % 3])] > 2) return false;
-    return true;
-}
-
 /// The surfaces every test runs on, made once.
 const std::vector<named_surface>& surfaces()
 {
     static const std::vector<named_surface> all = [] {
         std::vector<named_surface> list;
         auto add = [&](std::string name, triangle_surface s) {
-            const bool two = at_most_two_per_edge(s);
+            const bool two = Zelkov::Testing::most_sides_on_an_edge(s) <= 2;
             list.push_back({std::move(name), std::move(s), two});
         };
         add("generated torus", big_torus());
@@ -158,15 +131,11 @@ std::vector<double> ramp(const triangle_surface& s)
 TEST_F(Determinism, VertexToTrianglesMapAndTriangleNeighbours)
 {
     for (const auto& [name, s, two] : surfaces()) {
-        const auto reference = in_arena(1, [&] { return get_vertex_to_triangles_map(s); });
-        ASSERT_TRUE(check_vertex_to_triangles_map(s, reference)) << name;
-        const auto neighbours = in_arena(1, [&] { return triangle_neighbour_indices(s, reference); });
-        for (const int threads : thread_counts) {
-            EXPECT_EQ(in_arena(threads, [&] { return get_vertex_to_triangles_map(s); }), reference)
-                << name << ", " << threads << " threads";
-            EXPECT_EQ(in_arena(threads, [&] { return triangle_neighbour_indices(s, reference); }), neighbours)
-                << name << ", " << threads << " threads";
-        }
+        const auto map = get_vertex_to_triangles_map(s);
+        ASSERT_TRUE(check_vertex_to_triangles_map(s, map)) << name;
+        expect_same_in_every_arena(name + ", map", [&s = s] { return get_vertex_to_triangles_map(s); });
+        expect_same_in_every_arena(name + ", neighbours",
+                                   [&s = s, &map] { return triangle_neighbour_indices(s, map); });
     }
 }
 
@@ -192,36 +161,31 @@ TEST_F(Determinism, NeighbourhoodCacheConstruction)
             neighbourhood_cache cache(s, log.callback());
             return std::make_pair(Zelkov::Testing::state_of(cache), reported_edges(s, log));
         };
-        const auto reference = in_arena(1, build);
-        EXPECT_FALSE(reference.first.corners.empty()) << named.name;
-        for (const int threads : thread_counts) {
-            const auto other = in_arena(threads, build);
-            EXPECT_TRUE(other.first == reference.first) << named.name << ", " << threads << " threads";
-            EXPECT_EQ(other.second, reference.second) << named.name << ", " << threads << " threads";
-        }
+        expect_same_in_every_arena(named.name, build);
         EXPECT_TRUE(same_bits(s, named.surface)) << named.name;
     }
+}
+
+/// The surface after `step` and what `step` returned.
+template <class Step>
+auto after(triangle_surface s, const Step& step)
+{
+    auto result = step(s);
+    return std::make_pair(std::move(s), std::move(result));
 }
 
 TEST_F(Determinism, UniqueVerticesTrianglesAndBoth)
 {
     for (const auto& [name, s, two] : surfaces()) {
-        expect_same_in_every_arena(name + ", unique_vertices", [&s = s] {
-            unique_outcome out{s, {}, {}};
-            out.first = unique_vertices(out.surface);
-            return out;
-        });
+        expect_same_in_every_arena(name + ", unique_vertices",
+                                   [&s = s] { return after(s, [](auto& t) { return unique_vertices(t); }); });
         for (const bool oriented : {false, true}) {
             const std::string how = oriented ? " oriented" : " unoriented";
             expect_same_in_every_arena(name + ", unique_triangles" + how, [&s = s, oriented] {
-                unique_outcome out{s, {}, {}};
-                out.first = unique_triangles(out.surface, oriented);
-                return out;
+                return after(s, [&](auto& t) { return unique_triangles(t, oriented); });
             });
             expect_same_in_every_arena(name + ", unique" + how, [&s = s, oriented] {
-                unique_outcome out{s, {}, {}};
-                std::tie(out.first, out.second) = unique(out.surface, oriented);
-                return out;
+                return after(s, [&](auto& t) { return unique(t, oriented); });
             });
         }
     }
@@ -274,17 +238,6 @@ TEST_F(Determinism, RoughnessCurvatureAndSmoothing)
     }
 }
 
-/// A simplified surface and where each vertex went.
-struct collapse_outcome {
-    triangle_surface surface;
-    std::vector<std::size_t> survivor;
-};
-
-bool same_bits(const collapse_outcome& a, const collapse_outcome& b)
-{
-    return same_bits(a.surface, b.surface) && a.survivor == b.survivor;
-}
-
 TEST_F(Determinism, QuadricCollapsesInEveryBoundaryMode)
 {
     using namespace Zelkov::Processing;
@@ -296,9 +249,7 @@ TEST_F(Determinism, QuadricCollapsesInEveryBoundaryMode)
             o.boundary = mode;
             o.feature_angle_degrees = mode == boundary_mode::slide ? 40.0 : 180.0;
             expect_same_in_every_arena(name + ", collapse_by_quadrics", [&s = s, &o] {
-                collapse_outcome r{s, {}};
-                r.survivor = collapse_by_quadrics(r.surface, o).survivor;
-                return r;
+                return after(s, [&](auto& t) { return collapse_by_quadrics(t, o).survivor; });
             });
         }
     }
@@ -311,11 +262,8 @@ TEST_F(Determinism, RepairWithEveryStep)
     o.tolerance_relative = 1e-5;
     o.fill.max_boundary_edges = 200;
     for (const auto& [name, s, two] : surfaces())
-        expect_same_in_every_arena(name + ", repair", [&s = s, &o] {
-            unique_outcome r{s, {}, {}};
-            r.first = repair(r.surface, o).vertex_map;
-            return r;
-        });
+        expect_same_in_every_arena(name + ", repair",
+                                   [&s = s, &o] { return after(s, [&](auto& t) { return repair(t, o).vertex_map; }); });
 }
 
 }  // namespace
