@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <map>
-#include <sstream>
 
 namespace Zelkov::Testing {
 
@@ -131,13 +130,9 @@ testing::AssertionResult stars_in_step(const neighbourhood_cache& cache)
         if (entry == SIZE_MAX) return testing::AssertionFailure() << "vertex " << v << " has triangles and no entry";
         auto listed = around(cache, v);
         std::sort(listed.begin(), listed.end());
-        if (listed != stars[v]) {
-            std::ostringstream text;
-            for (const std::size_t t : listed) text << t << " ";
-            text << "instead of ";
-            for (const std::size_t t : stars[v]) text << t << " ";
-            return testing::AssertionFailure() << "vertex " << v << " lists " << text.str();
-        }
+        if (listed != stars[v])
+            return testing::AssertionFailure() << "vertex " << v << " lists " << testing::PrintToString(listed)
+                                               << " instead of " << testing::PrintToString(stars[v]);
     }
     return testing::AssertionSuccess();
 }

@@ -19,11 +19,6 @@ using edge = neighbourhood_cache::triangle_edge;
 
 constexpr std::size_t none = SIZE_MAX;
 
-triangle_surface surface_of(std::vector<tri> triangles, std::size_t vertex_count)
-{
-    return triangle_surface{std::vector<point3>(vertex_count), std::move(triangles)};
-}
-
 std::uint32_t code(std::size_t k) { return static_cast<std::uint32_t>(2 * k); }
 
 bool is_set_vertex(const neighbourhood_cache& cache, std::size_t v)
@@ -44,7 +39,7 @@ std::size_t shared_triangles(const triangle_surface& surface, std::size_t a, std
 
 TEST(NeighbourhoodCacheCollapse, PillowVanishesWhole)
 {
-    auto surface = surface_of({{0, 1, 2}, {0, 2, 1}}, 3);
+    auto surface = surface_of({{0, 1, 2}, {0, 2, 1}});
     neighbourhood_cache cache(surface, {});
     EXPECT_EQ(cache.collapse_edge(edge{0, code(0)}), 0u);
     EXPECT_EQ(surface.triangles, (std::vector<tri>{{none, 0, 2}, {none, 2, 0}}));
@@ -57,7 +52,7 @@ TEST(NeighbourhoodCacheCollapse, PillowVanishesWhole)
 TEST(NeighbourhoodCacheCollapse, TriangleWithARepeatedCornerGoesInTheGeneralPath)
 {
     // Vertex 1 has the fan of triangles 0 and 1 and, apart, triangle 2: a set vertex.
-    auto surface = surface_of({{0, 1, 2}, {2, 1, 3}, {4, 4, 1}}, 5);
+    auto surface = surface_of({{0, 1, 2}, {2, 1, 3}, {4, 4, 1}});
     neighbourhood_cache cache(surface, {});
     ASSERT_EQ(cache.vertex_corners[1], 3u);
     EXPECT_EQ(cache.collapse_edge(edge{0, code(0)}), 0u);
@@ -94,22 +89,10 @@ triangle_surface book(std::size_t n)
     return s;
 }
 
-/// `n` random triangles with three different corners among `v` vertices:
-/// piles of non-manifold edges and vertices.
-triangle_surface tangle(std::size_t n, std::size_t v)
-{
-    std::mt19937_64 random(n * v);
-    triangle_surface s{std::vector<point3>(v), std::vector<tri>(n)};
-    for (auto& t : s.triangles) do {
-            for (auto& corner : t) corner = random() % v;
-        } while (t[0] == t[1] || t[1] == t[2] || t[2] == t[0]);
-    return s;
-}
-
 std::vector<triangle_surface> random_run_surfaces()
 {
     using namespace Zelkov::Meshgen;
-    return {surface_of({{0, 1, 2}, {0, 2, 1}}, 3),  // a pillow, gone in one collapse
+    return {surface_of({{0, 1, 2}, {0, 2, 1}}),  // a pillow, gone in one collapse
             shuffled(torus(9, 7), 1),
             shuffled(icosphere(1), 2),
             turned_every(torus(8, 6), 5),
@@ -118,7 +101,7 @@ std::vector<triangle_surface> random_run_surfaces()
             turned_every(shuffled(grid(9, 5), 4), 3),
             fan(10, false),
             book(8),
-            tangle(80, 24)};
+            surface_of(random_triangles(80, 24, 80 * 24, true))};  // piles of non-manifold edges
 }
 
 struct run_result {
