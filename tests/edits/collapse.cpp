@@ -29,23 +29,6 @@ TEST(CollapseTriangle, FirstNeighbourSharesTheFlipAndFurtherOnesAreHalvedAtTheAp
         (std::vector<tri>{{0, 2, 4}, {0, 1, 5}, {0, 1, 5}, {1, 0, 3}, {0, 1, 4}, {2, 0, 5}, {2, 0, 5}, {0, 2, 3}}));
 }
 
-TEST(CollapseTriangle, BoundarySideIsRefusedPerCorner)
-{
-    auto s = on_line(4, {{0, 1, 2}, {2, 1, 3}});
-    s.triangles.shrink_to_fit();
-    const auto before = s;
-    auto map = get_vertex_to_triangles_map(s);
-    const auto map_before = map;
-    EXPECT_FALSE(collapse_triangle(0, 1, s, map));
-    EXPECT_FALSE(collapse_triangle(0, 2, s, map));
-    EXPECT_FALSE(collapse_triangle(1, 0, s, map));
-    EXPECT_EQ(s.triangles, before.triangles);
-    EXPECT_EQ(s.triangles.capacity(), 2u);
-    EXPECT_EQ(map, map_before);
-    EXPECT_TRUE(collapse_triangle(1, 2, s, map));  // side (2, 1) has a neighbour
-    EXPECT_TRUE(check_vertex_to_triangles_map(s, map));
-}
-
 TEST(CollapseTriangle, RepeatedVerticesKeepTheMapExact)
 {
     // Twins of opposite direction: d = a, so both come out repeating a vertex.

@@ -32,37 +32,36 @@ bool single_edge(const triangle_surface& s, edge e, double angle, bool orientati
 }
 
 // The whole-surface matrix is checked against single edges at the end.
-TEST(IsSharpEdge, RightAngleAgainstTheLimit)
+TEST(IsSharpEdge, SingleEdgesAgainstTheLimit)
 {
-    const auto folded = hinge(90.0);
-    EXPECT_TRUE(single_edge(folded, {0, 1}, 89.0, true));
-    EXPECT_FALSE(single_edge(folded, {0, 1}, 91.0, true));
-    EXPECT_FALSE(single_edge(folded, {1, 0}, 91.0, false));
-
-    // Flat and consistently oriented: the dot product is exactly 1, and the
-    // comparison with cos(0) = 1 is strict.
-    EXPECT_FALSE(single_edge(hinge(0.0), {0, 1}, 0.0, true));
-}
-
-TEST(IsSharpEdge, SameDirectionPairIsMendedOnlyWithoutOrientation)
-{
-    const auto flat = hinge(0.0, true);
-    for (double angle : {0.0, 45.0, 179.0}) {
-        EXPECT_TRUE(single_edge(flat, {0, 1}, angle, true)) << angle;
-        EXPECT_FALSE(single_edge(flat, {0, 1}, angle, false)) << angle;
-    }
-}
-
-TEST(IsSharpEdge, BoundaryAndCrowdedEdgesNeverAre)
-{
-    triangle_surface s = hinge(120.0);
-    s.vertices.push_back({0.5, 0, -1});
-    s.triangles.push_back({0, 1, 4});  // a third triangle on (0, 1)
-    for (double angle : {0.0, 30.0, 170.0}) {
-        EXPECT_FALSE(single_edge(s, {0, 1}, angle, true));
-        EXPECT_FALSE(single_edge(s, {0, 2}, angle, true));   // boundary
-        EXPECT_FALSE(single_edge(s, {2, 3}, angle, false));  // no triangle at all
-    }
+    auto crowded = hinge(120.0);
+    crowded.vertices.push_back({0.5, 0, -1});
+    crowded.triangles.push_back({0, 1, 4});  // a third triangle on (0, 1)
+    const struct {
+        triangle_surface s;
+        edge e;
+        double angle;
+        bool orientation, sharp;
+    } cases[] = {
+        {hinge(90.0), {0, 1}, 89.0, true, true},
+        {hinge(90.0), {0, 1}, 91.0, true, false},
+        {hinge(90.0), {1, 0}, 91.0, false, false},
+        // Flat and consistently oriented: the dot product is exactly 1, and
+        // the comparison with cos(0) = 1 is strict.
+        {hinge(0.0), {0, 1}, 0.0, true, false},
+        // A pair running the edge the same way is mended only without orientation.
+        {hinge(0.0, true), {0, 1}, 0.0, true, true},
+        {hinge(0.0, true), {0, 1}, 179.0, true, true},
+        {hinge(0.0, true), {0, 1}, 0.0, false, false},
+        {hinge(0.0, true), {0, 1}, 179.0, false, false},
+        // Crowded and boundary edges never are, nor a pair without triangles.
+        {crowded, {0, 1}, 0.0, true, false},
+        {crowded, {0, 2}, 0.0, true, false},
+        {crowded, {2, 3}, 0.0, false, false},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(single_edge(c.s, c.e, c.angle, c.orientation), c.sharp)
+            << c.e[0] << "-" << c.e[1] << " at " << c.angle << (c.orientation ? " oriented" : "");
 }
 
 TEST(IsSharpEdge, OppositeTwinsAreSharpOnEveryEdge)

@@ -3,7 +3,6 @@
 
 #include <bit>
 #include <cstdint>
-#include <vector>
 
 #include <geometry/triangle_surface.h>
 
@@ -18,20 +17,6 @@ inline Zelkov::Geometry::triangle_surface uneven_torus()
 {
     auto surface = Zelkov::Geometry::translate(Zelkov::Meshgen::torus(24, 16), {103.7, -41.3, 7.9});
     return Zelkov::Meshgen::jittered(std::move(surface), 0.05, 11);
-}
-
-/// One surface per triangle of `surface`, holding that triangle alone. A
-/// changed order of additions within one triangle's terms shows in nearly
-/// every such surface, while in a long sum it is mostly rounded away.
-inline std::vector<Zelkov::Geometry::triangle_surface>
-each_triangle_alone(const Zelkov::Geometry::triangle_surface& surface)
-{
-    std::vector<Zelkov::Geometry::triangle_surface> alone;
-    for (const auto& t : surface.triangles) {
-        const auto& v = surface.vertices;
-        alone.push_back({{v[t[0]], v[t[1]], v[t[2]]}, {{0, 1, 2}}});
-    }
-    return alone;
 }
 
 /// The bit pattern of a double, so that NaN and signed zeros compare exactly.

@@ -130,37 +130,4 @@ TEST(Barycenter, AreaWeightedCentroids)
     expect_nan(barycenter(triangle_surface{{{0, 0, 0}, {1, 1, 1}}, {{0, 1, 1}}}));
 }
 
-/// The barycenter evaluated in its fixed order of additions, axis by axis.
-point3 reference_barycenter(const triangle_surface& s)
-{
-    double sum[3] = {0, 0, 0};
-    double weight = 0.0;
-    for (const auto& t : s.triangles) {
-        const double area_of_t = Zelkov::Math::get_area(s.vertices[t[0]], s.vertices[t[1]], s.vertices[t[2]]);
-        weight += area_of_t * 3.0;
-        for (int axis = 0; axis < 3; ++axis) {
-            double corners = 0.0;
-            for (const std::size_t v : t) {
-                const point3& p = s.vertices[v];
-                corners += axis == 0 ? p.x : axis == 1 ? p.y : p.z;
-            }
-            sum[axis] += corners * area_of_t;
-        }
-    }
-    return {sum[0] / weight, sum[1] / weight, sum[2] / weight};
-}
-
-TEST(Barycenter, FixedOrderOfAdditions)
-{
-    const auto s = Zelkov::Testing::uneven_torus();
-    auto surfaces = Zelkov::Testing::each_triangle_alone(s);
-    surfaces.push_back(s);
-    for (const auto& one : surfaces) {
-        const point3 b = barycenter(one), expected = reference_barycenter(one);
-        ASSERT_EQ(bits(b.x), bits(expected.x));
-        ASSERT_EQ(bits(b.y), bits(expected.y));
-        ASSERT_EQ(bits(b.z), bits(expected.z));
-    }
-}
-
 }  // namespace

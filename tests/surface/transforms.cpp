@@ -16,20 +16,6 @@ matrix4x4<double> diagonal(double sx, double sy, double sz)
     return {{sx, 0, 0, 0, 0, sy, 0, 0, 0, 0, sz, 0, 0, 0, 0, 1}};
 }
 
-TEST(Translate, MovesEveryVertexAndHandsOnTheStorage)
-{
-    auto box = Zelkov::Meshgen::box();
-    const auto triangles = box.triangles;
-    const auto* storage = box.vertices.data();
-    const auto moved = translate(std::move(box), {1.0, -2.0, 0.5});
-    EXPECT_EQ(moved.vertices.data(), storage);
-    EXPECT_EQ(moved.vertices[7].x, 2.0);
-    EXPECT_EQ(moved.vertices[7].y, -1.0);
-    EXPECT_EQ(moved.vertices[7].z, 1.5);
-    EXPECT_EQ(moved.triangles, triangles);
-    EXPECT_TRUE(translate(triangle_surface{}, {1, 1, 1}).vertices.empty());
-}
-
 TEST(Transform, MapsRowVectorsWithTranslationInTheLastRow)
 {
     triangle_surface s{{{1, 2, 3}}, {}};
