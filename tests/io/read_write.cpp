@@ -1,12 +1,8 @@
 // Reading and writing mesh files: exact round trips, the quirks of each
 // format, and one clear error for every kind of bad file.
 
-#include <cmath>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <limits>
-#include <random>
 
 #include <sys/stat.h>
 
@@ -20,6 +16,7 @@ namespace {
 
 using namespace Zelkov::Meshio;
 using Zelkov::Testing::point3;
+using Zelkov::Testing::same_bits;
 using Zelkov::Testing::tri;
 
 /// A small open surface with awkward doubles: values that no float holds,
@@ -49,17 +46,10 @@ triangle_surface float_surface()
     return s;
 }
 
-bool same_bits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
-
+/// The same points to the bit and the same triangles.
 void expect_identical(const triangle_surface& a, const triangle_surface& b)
 {
-    ASSERT_EQ(a.vertices.size(), b.vertices.size());
-    for (std::size_t i = 0; i < a.vertices.size(); ++i) {
-        EXPECT_TRUE(same_bits(a.vertices[i].x, b.vertices[i].x)) << "vertex " << i;
-        EXPECT_TRUE(same_bits(a.vertices[i].y, b.vertices[i].y)) << "vertex " << i;
-        EXPECT_TRUE(same_bits(a.vertices[i].z, b.vertices[i].z)) << "vertex " << i;
-    }
-    EXPECT_EQ(a.triangles, b.triangles);
+    EXPECT_TRUE(same_bits(a, b)) << testing::PrintToString(a.vertices) << "\n" << testing::PrintToString(b.vertices);
 }
 
 /// The message of the read_error that reading `bytes` (or the file at `path`)
@@ -147,132 +137,156 @@ TEST(MeshRoundTrip, WriterRefusesTheInputFileAndUnknownExtensions)
     EXPECT_THROW(ply_bytes(awkward_surface(), short_field), std::invalid_argument);
 }
 
-TEST(ReadStl, BinaryWhoseHeaderBeginsWithSolid)
+// Polygons are fanned from their first corner.
+TEST(Readers, QuirksOfEachFormat)
 {
-    std::string bytes = stl_bytes(float_surface());
-    bytes.replace(0, 11, "solid trick");
-    const triangle_surface s = read_mesh_bytes(bytes, mesh_format::stl, "f");
-    EXPECT_EQ(s.triangles.size(), 4u);
-    EXPECT_EQ(format_from_content(bytes), mesh_format::stl);
+    const struct {
+        mesh_format format;
+        std::string text;
+        std::vector<tri> triangles;
+        std::vector<std::pair<std::size_t, point3>> points;
+    } files[] = {
+        // ASCII STL: a polygon loop, several solids, numbers in any form.
+        {mesh_format::stl,
+         "solid a\n facet normal 0 0 1\n  outer loop\n   vertex 0 0 0\n   vertex 1 0 0\n   vertex 1 1 0\n"
+         "   vertex 0 1 0.1\n  endloop\n endfacet\nendsolid a\n"
+         "solid b\nfacet normal 0 0 0 outer loop vertex 0.1 0.2 0.3 vertex 1e-3 +2 3 vertex 7 8 9 endloop endfacet\n"
+         "endsolid\n",
+         {{0, 1, 2}, {0, 2, 3}, {4, 5, 6}},
+         {{3, {0, 1, 0.1}}, {4, {0.1, 0.2, 0.3}}, {5, {1e-3, 2, 3}}}},
+        // OBJ: polygons, texture and normal indices, negative indices, a fourth coordinate.
+        {mesh_format::obj,
+         "# comment\nmtllib x.mtl\no thing\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0 1.0\nvt 0 0\nvn 0 0 1\n"
+         "s off\nf 1/1/1 2/2/1 3//1 4\nv 0.1 0.2 0.3\nf -1 -2 -3\n",
+         {{0, 1, 2}, {0, 2, 3}, {4, 3, 2}},
+         {{3, {0, 1, 0}}, {4, {0.1, 0.2, 0.3}}}},
+        // OFF: colours after vertices and faces, comments, blank lines, the counts on the header line.
+        {mesh_format::off,
+         "COFF\n# a square\n4 2 0\n0 0 0 255 0 0 255\n1 0 0 0 255 0 255\n\n1 1 0 0 0 255 255\n0 1 0 9 9 9 9\n"
+         "4 0 1 2 3 200 200 200\n3 3 2 1\n",
+         {{0, 1, 2}, {0, 2, 3}, {3, 2, 1}},
+         {{2, {1, 1, 0}}}},
+        {mesh_format::off, "OFF 3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n", {{0, 1, 2}}, {{1, {1, 0, 0}}}},
+        // PLY: other elements and properties read past, coordinates in any order.
+        {mesh_format::ply,
+         "ply\nformat ascii 1.0\ncomment c\nelement material 1\nproperty list uchar float rgb\n"
+         "element vertex 3\nproperty uchar flag\nproperty double z\nproperty double y\nproperty double x\n"
+         "property list uchar int extra\nelement face 1\nproperty uchar tag\nproperty list uchar uint vertex_index\n"
+         "end_header\n2 0.5 0.5\n1 3 2 1 0\n1 6 5 4 2 7 7\n1 9 8 7 1 7\n4 3 0 1 2\n",
+         {{0, 1, 2}},
+         {{1, {4, 5, 6}}}},
+    };
+    for (const auto& f : files) {
+        const triangle_surface s = read_mesh_bytes(f.text, f.format, "f");
+        EXPECT_EQ(s.triangles, f.triangles) << f.text;
+        for (const auto& [v, p] : f.points) EXPECT_EQ(s.vertices.at(v), p) << f.text;
+    }
 }
 
-TEST(ReadStl, AsciiWithPolygonLoopsAndSeveralSolids)
-{
-    const std::string text =
-        "solid a\n facet normal 0 0 1\n  outer loop\n   vertex 0 0 0\n   vertex 1 0 0\n   vertex 1 1 0\n"
-        "   vertex 0 1 0.1\n  endloop\n endfacet\nendsolid a\n"
-        "solid b\nfacet normal 0 0 0 outer loop vertex 0.1 0.2 0.3 vertex 1e-3 +2 3 vertex 7 8 9 endloop endfacet\n"
-        "endsolid\n";
-    const triangle_surface s = read_mesh_bytes(text, mesh_format::stl, "f");
-    ASSERT_EQ(s.triangles.size(), 3u);
-    EXPECT_EQ(s.triangles[1], (tri{0, 2, 3}));
-    EXPECT_EQ(s.vertices[3].z, 0.1);
-    EXPECT_EQ(s.vertices[4], (point3{0.1, 0.2, 0.3}));
-    EXPECT_EQ(s.vertices[5], (point3{1e-3, 2, 3}));
-}
+/// A bad file, its format and the message after "f: ", or a part of it.
+struct bad_file {
+    std::string bytes;
+    mesh_format format;
+    std::string message;
+    bool whole = true;
+};
 
-TEST(ReadObj, PolygonsNegativeIndicesAndIgnoredAttributes)
+TEST(ReadMeshErrors, TruncatedMalformedAndOutOfRangeContentHasOneMessage)
 {
-    const std::string text =
-        "# comment\nmtllib x.mtl\no thing\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0 1.0\nvt 0 0\nvn 0 0 1\n"
-        "s off\nf 1/1/1 2/2/1 3//1 4\nv 0.1 0.2 0.3\nf -1 -2 -3\n";
-    const triangle_surface s = read_mesh_bytes(text, mesh_format::obj, "f");
-    ASSERT_EQ(s.triangles.size(), 3u);
-    EXPECT_EQ(s.triangles[0], (tri{0, 1, 2}));
-    EXPECT_EQ(s.triangles[1], (tri{0, 2, 3}));
-    EXPECT_EQ(s.triangles[2], (tri{4, 3, 2}));
-    EXPECT_EQ(s.vertices[4], (point3{0.1, 0.2, 0.3}));
-}
-
-TEST(ReadOff, HeaderVariantsCommentsAndColours)
-{
-    const std::string text =
-        "COFF\n# a square\n4 2 0\n0 0 0 255 0 0 255\n1 0 0 0 255 0 255\n\n1 1 0 0 0 255 255\n0 1 0 9 9 9 9\n"
-        "4 0 1 2 3 200 200 200\n3 3 2 1\n";
-    const triangle_surface s = read_mesh_bytes(text, mesh_format::off, "f");
-    ASSERT_EQ(s.triangles.size(), 3u);
-    EXPECT_EQ(s.triangles[2], (tri{3, 2, 1}));
-    EXPECT_EQ(read_mesh_bytes("OFF 3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n", mesh_format::off, "f").triangles.size(), 1u);
-}
-
-TEST(ReadPly, OtherElementsAndPropertiesAreReadPast)
-{
-    const std::string text =
-        "ply\nformat ascii 1.0\ncomment c\nelement material 1\nproperty list uchar float rgb\n"
-        "element vertex 3\nproperty uchar flag\nproperty double z\nproperty double y\nproperty double x\n"
-        "property list uchar int extra\nelement face 1\nproperty uchar tag\nproperty list uchar uint vertex_index\n"
-        "end_header\n2 0.5 0.5\n1 3 2 1 0\n1 6 5 4 2 7 7\n1 9 8 7 1 7\n4 3 0 1 2\n";
-    const triangle_surface s = read_mesh_bytes(text, mesh_format::ply, "f");
-    ASSERT_EQ(s.vertices.size(), 3u);
-    EXPECT_EQ(s.vertices[1], (point3{4, 5, 6}));
-    EXPECT_EQ(s.triangles, (std::vector<tri>{{0, 1, 2}}));
-}
-
-TEST(ReadMeshErrors, TruncatedFilesOfEveryFormat)
-{
-    const triangle_surface s = float_surface();
-    const std::string stl = stl_bytes(s);
-    // A cut binary file holds fewer items than it declares.
-    EXPECT_EQ(read_failure(stl.substr(0, stl.size() - 7), mesh_format::stl),
-              "f: binary STL declares 4 triangles, more than the 193 bytes left in the file can hold");
-    EXPECT_NE(read_failure(stl.substr(0, 40), mesh_format::stl).find("truncated"), std::string::npos);
-    EXPECT_NE(read_failure("solid x\nfacet normal 0 0 1\nouter loop\nvertex 0 0", mesh_format::stl).find("truncated"),
-              std::string::npos);
+    const std::string stl = stl_bytes(float_surface()), too_big = "99999999999999999999";
+    const std::string huge = "9000000000000000000", more = " bytes left in the file can hold";
+    const std::string off = "OFF\n3 1\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n",
+                      cut_ply = patched(ply_triangle, "\n0 0 0", "\n0.25 0.25 0.25");
+    auto out_of_range = ply_bytes([] {
+        auto s = awkward_surface();
+        s.triangles[3][1] = 5;
+        return s;
+    }());
+    std::vector<bad_file> files{
+        // A cut binary file holds fewer items than it declares.
+        {stl.substr(0, stl.size() - 7), mesh_format::stl, "binary STL declares 4 triangles, more than the 193" + more},
+        {stl.substr(0, 40), mesh_format::stl, "truncated", false},
+        {"solid x\nfacet normal 0 0 1\nouter loop\nvertex 0 0", mesh_format::stl, "truncated", false},
+        {cut_ply.substr(0, cut_ply.find("\n0 1 0") + 4), mesh_format::ply,
+         "truncated: file ends in element 'vertex' (item 3 of 3)"},
+        {"OFF\n4 1 0\n0 0 0\n1 0 0\n", mesh_format::off, "truncated: expected 4 vertices, found 2"},
+        {"OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n", mesh_format::off, "truncated: expected 2 faces, found 1"},
+        // Indices out of range name the triangle.
+        {"v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\nf 1 2 3 4\n", mesh_format::obj,
+         "index out of range at triangle 2 (the file has 3 vertices)"},
+        {"v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 0\n", mesh_format::obj,
+         "index out of range at triangle 0 (the file has 3 vertices)"},
+        {"v 0 0 0\nv 1 0 0\nf -1 -2 -3\n", mesh_format::obj,
+         "index out of range at triangle 0 (the file has 2 vertices)"},
+        {"OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n3 0 -1 2\n", mesh_format::off,
+         "index out of range at triangle 1 (the file has 3 vertices)"},
+        {out_of_range, mesh_format::ply, "index out of range at triangle 3 (the file has 5 vertices)"},
+        // Malformed and empty content.
+        {"v 0 0 0\nv 1 0 zero\n", mesh_format::obj, "malformed vertex at line 2"},
+        {"v 0 0 0\nf 1 1\n", mesh_format::obj, "face with fewer than 3 corners at line 2"},
+        {"OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n2 0 1\n", mesh_format::off, "face with fewer than 3 corners", false},
+        {"v 0 0 0\nv 1 1 1\n", mesh_format::obj, "empty mesh (2 vertices, no triangles)"},
+        {"ply\nformat ascii 1.0\nelement vertex 0\nproperty float x\nproperty float y\nproperty float z\nend_header\n",
+         mesh_format::ply, "empty mesh (0 vertices, no triangles)"},
+        {"OFF\nx 1 0\n", mesh_format::off, "malformed vertex count at line 2"},
+        {"hello", mesh_format::ply, "not a PLY file (missing 'ply' header)"},
+        {"ply\nformat binary 1.0\nend_header\n", mesh_format::ply, "unknown PLY format 'binary' at line 2"},
+        {"ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nend_header\n1\n", mesh_format::ply,
+         "PLY vertex element without exactly one x, y and z"},
+        {"solid x\nfacet normal 0 0 1\nouter loop\nvertex 0 0 nan?\n", mesh_format::stl,
+         "malformed number 'nan?' at line 4"},
+        // Messages name the line and tell out of range from malformed.
+        {patched(ply_triangle, "0 1 0", "0 1 oops"), mesh_format::ply, "malformed value 'oops' at line 12"},
+        {bom + "solid x\nfacet normal 0 0 1\nouter loop\nvertex 0 0 q\n", mesh_format::stl,
+         "malformed number 'q' at line 4"},
+        {"v 0 0 0\nv 1 0 0\nv 0 -1e400 0\n", mesh_format::obj, "number out of range '-1e400' at line 3"},
+        {patched(ply_triangle, "1 0 0", "1e400 0 0"), mesh_format::ply, "number out of range '1e400' at line 11"},
+        {"OFF\n3 1\n1e400 0 0\n", mesh_format::off, "number out of range '1e400' at line 3"},
+        {"solid\nfacet normal 0 0 1e999\n", mesh_format::stl, "number out of range '1e999' at line 2"},
+        {"v 0 0 0\nf 1 1 " + too_big + "/2\n", mesh_format::obj, "number out of range '" + too_big + "' at line 2"},
+        {patched(ply_triangle, "vertex 3", "vertex " + too_big), mesh_format::ply,
+         "number out of range '" + too_big + "' at line 3"},
+        {"OFF\n" + too_big + " 1\n", mesh_format::off, "number out of range '" + too_big + "' at line 2"},
+        // Counts beyond what the file holds are refused up front.
+        {patched(ply_triangle, "vertex 3", "vertex " + huge), mesh_format::ply,
+         "element 'vertex' declares " + huge + " items, more than the 26" + more},
+        {patched(ply_bytes(float_surface(), {}), "face 4", "face " + huge), mesh_format::ply,
+         "element 'face' declares " + huge + " items, more than the 52" + more},
+        {patched(ply_triangle, "\n3 0 1 2", "\n300 0 1 2"), mesh_format::ply,
+         "list 'vertex_indices' of element 'face' (item 1) declares 300 values, more than the 7" + more},
+        {std::string(stl).replace(80, 4, "\xFF\xFF\xFF\xFF"), mesh_format::stl,
+         "binary STL declares 4294967295 triangles, more than the 200" + more},
+        {patched(off, "3 1", "3 " + huge), mesh_format::off,
+         "OFF header declares 3 vertices and " + huge + " faces, more than the 27" + more},
+        {patched(off, "\n3 0", "\n300 0"), mesh_format::off, "face 0 declares 300 corners, more than the 7" + more}};
     for (auto encoding : {ply_encoding::ascii, ply_encoding::binary_little_endian, ply_encoding::binary_big_endian}) {
         ply_content content;
         content.encoding = encoding;
-        const std::string ply = ply_bytes(s, content);
-        EXPECT_NE(read_failure(ply.substr(0, ply.size() - 3), mesh_format::ply)
-                      .find("f: list 'vertex_indices' of element 'face' (item 4) declares 3 values, more than the"),
-                  std::string::npos);
-        EXPECT_NE(read_failure(ply.substr(0, 40), mesh_format::ply).find("truncated"), std::string::npos);
+        const std::string ply = ply_bytes(float_surface(), content);
+        files.push_back({ply.substr(0, ply.size() - 3), mesh_format::ply,
+                         "list 'vertex_indices' of element 'face' (item 4) declares 3 values, more than the", false});
+        files.push_back({ply.substr(0, 40), mesh_format::ply, "truncated", false});
     }
-    const std::string ply = patched(ply_triangle, "\n0 0 0", "\n0.25 0.25 0.25");
-    EXPECT_EQ(read_failure(ply.substr(0, ply.find("\n0 1 0") + 4), mesh_format::ply),
-              "f: truncated: file ends in element 'vertex' (item 3 of 3)");
-    EXPECT_EQ(read_failure("OFF\n4 1 0\n0 0 0\n1 0 0\n", mesh_format::off),
-              "f: truncated: expected 4 vertices, found 2");
-    EXPECT_EQ(read_failure("OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n", mesh_format::off),
-              "f: truncated: expected 2 faces, found 1");
+    for (const auto& f : files) {
+        const std::string message = read_failure(f.bytes, f.format);
+        if (f.whole) EXPECT_EQ(message, "f: " + f.message);
+        else EXPECT_NE(message.find(f.message), std::string::npos) << message;
+    }
 }
 
-TEST(ReadMeshErrors, IndicesOutOfRangeNameTheTriangle)
+TEST(Readers, ValuesThatRoundToZeroAndElementsWithoutPropertiesAreRead)
 {
-    EXPECT_EQ(read_failure("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\nf 1 2 3 4\n", mesh_format::obj),
-              "f: index out of range at triangle 2 (the file has 3 vertices)");
-    EXPECT_EQ(read_failure("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 0\n", mesh_format::obj),
-              "f: index out of range at triangle 0 (the file has 3 vertices)");
-    EXPECT_EQ(read_failure("v 0 0 0\nv 1 0 0\nf -1 -2 -3\n", mesh_format::obj),
-              "f: index out of range at triangle 0 (the file has 2 vertices)");
-    EXPECT_EQ(read_failure("OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n3 0 -1 2\n", mesh_format::off),
-              "f: index out of range at triangle 1 (the file has 3 vertices)");
-    triangle_surface s = awkward_surface();
-    s.triangles[3][1] = 5;
-    EXPECT_EQ(read_failure(ply_bytes(s), mesh_format::ply),
-              "f: index out of range at triangle 3 (the file has 5 vertices)");
-}
-
-TEST(ReadMeshErrors, MalformedAndEmptyContent)
-{
-    EXPECT_EQ(read_failure("v 0 0 0\nv 1 0 zero\n", mesh_format::obj), "f: malformed vertex at line 2");
-    EXPECT_EQ(read_failure("v 0 0 0\nf 1 1\n", mesh_format::obj), "f: face with fewer than 3 corners at line 2");
-    EXPECT_NE(read_failure("OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n2 0 1\n", mesh_format::off)
-                  .find("face with fewer than 3 corners"),
-              std::string::npos);
-    EXPECT_EQ(read_failure("v 0 0 0\nv 1 1 1\n", mesh_format::obj), "f: empty mesh (2 vertices, no triangles)");
-    EXPECT_EQ(read_failure("ply\nformat ascii 1.0\nelement vertex 0\nproperty float x\nproperty float y\n"
-                           "property float z\nend_header\n",
-                           mesh_format::ply),
-              "f: empty mesh (0 vertices, no triangles)");
-    EXPECT_EQ(read_failure("OFF\nx 1 0\n", mesh_format::off), "f: malformed vertex count at line 2");
-    EXPECT_EQ(read_failure("hello", mesh_format::ply), "f: not a PLY file (missing 'ply' header)");
-    EXPECT_EQ(read_failure("ply\nformat binary 1.0\nend_header\n", mesh_format::ply),
-              "f: unknown PLY format 'binary' at line 2");
-    EXPECT_EQ(
-        read_failure("ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nend_header\n1\n", mesh_format::ply),
-        "f: PLY vertex element without exactly one x, y and z");
-    EXPECT_EQ(read_failure("solid x\nfacet normal 0 0 1\nouter loop\nvertex 0 0 nan?\n", mesh_format::stl),
-              "f: malformed number 'nan?' at line 4");
+    // An element without properties takes no bytes: skipped whatever its count.
+    const std::string junk =
+        patched(ply_triangle, "element vertex", "element junk 9000000000000000000\nelement vertex");
+    EXPECT_EQ(read_mesh_bytes(junk, mesh_format::ply, "f").triangles.size(), 1u);
+    // Values that round to a subnormal or to zero are values like any other.
+    const triangle_surface s = read_mesh_bytes(
+        "v 1e-400 4.9e-324 -1e-400\nv 2.4703282292062328e-324 2.4703282292062327e-324 -2e-310\nv 0 0 0\nf 1 2 3\n",
+        mesh_format::obj, "f");
+    const double tiny = std::numeric_limits<double>::denorm_min();
+    EXPECT_TRUE(same_bits(s.vertices[0], point3{0.0, tiny, -0.0}));
+    EXPECT_TRUE(same_bits(s.vertices[1], point3{tiny, 0.0, -2e-310}));
 }
 
 TEST(ReadMeshFile, MissingUnknownAndSniffedFiles)
@@ -288,33 +302,6 @@ TEST(ReadMeshFile, MissingUnknownAndSniffedFiles)
     EXPECT_THROW(read_mesh_file(dir.file("notes.txt", "just text\n")), read_error);
     // A known content under an unknown name is still read.
     EXPECT_EQ(read_mesh_file(dir.file("mesh.bin", ply_bytes(awkward_surface()))).triangles.size(), 4u);
-}
-
-TEST(Readers, CountsBeyondWhatTheFileHoldsAreRefusedUpFront)
-{
-    // An element without properties takes no bytes: skipped whatever its count.
-    const std::string huge = "9000000000000000000", more = " bytes left in the file can hold";
-    const std::string junk = patched(ply_triangle, "element vertex", "element junk " + huge + "\nelement vertex");
-    EXPECT_EQ(read_mesh_bytes(junk, mesh_format::ply, "f").triangles.size(), 1u);
-    std::string stl = stl_bytes(float_surface());
-    const std::string off = "OFF\n3 1\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n";
-    const struct {
-        std::string bytes;
-        mesh_format format;
-        std::string message;
-    } cases[] = {
-        {patched(ply_triangle, "vertex 3", "vertex " + huge), mesh_format::ply,
-         "element 'vertex' declares " + huge + " items, more than the 26" + more},
-        {patched(ply_bytes(float_surface(), {}), "face 4", "face " + huge), mesh_format::ply,
-         "element 'face' declares " + huge + " items, more than the 52" + more},
-        {patched(ply_triangle, "\n3 0 1 2", "\n300 0 1 2"), mesh_format::ply,
-         "list 'vertex_indices' of element 'face' (item 1) declares 300 values, more than the 7" + more},
-        {stl.replace(80, 4, "\xFF\xFF\xFF\xFF"), mesh_format::stl,
-         "binary STL declares 4294967295 triangles, more than the 200" + more},
-        {patched(off, "3 1", "3 " + huge), mesh_format::off,
-         "OFF header declares 3 vertices and " + huge + " faces, more than the 27" + more},
-        {patched(off, "\n3 0", "\n300 0"), mesh_format::off, "face 0 declares 300 corners, more than the 7" + more}};
-    for (const auto& c : cases) EXPECT_EQ(read_failure(c.bytes, c.format), "f: " + c.message);
 }
 
 TEST(Readers, OnlyRegularFilesOrLinksToThemAreRead)
@@ -346,40 +333,6 @@ TEST(Readers, ByteOrderMarkBeforeEveryTextFormat)
     const std::string binary_stl = stl_bytes(float_surface()).replace(0, 10, bom + "solid x");
     EXPECT_EQ(read_mesh_bytes(binary_stl, mesh_format::stl, "f").triangles.size(), 4u);
     EXPECT_EQ(format_from_content(binary_stl), mesh_format::stl);
-}
-
-TEST(Readers, MessagesNameTheLineAndTellOutOfRangeFromMalformed)
-{
-    const std::string too_big = "99999999999999999999";
-    const std::pair<std::string, mesh_format> files[] = {
-        {patched(ply_triangle, "0 1 0", "0 1 oops"), mesh_format::ply},  // the body starts at line 10
-        {bom + "solid x\nfacet normal 0 0 1\nouter loop\nvertex 0 0 q\n", mesh_format::stl},
-        {"v 0 0 0\nv 1 0 0\nv 0 -1e400 0\n", mesh_format::obj},
-        {patched(ply_triangle, "1 0 0", "1e400 0 0"), mesh_format::ply},
-        {"OFF\n3 1\n1e400 0 0\n", mesh_format::off},
-        {"solid\nfacet normal 0 0 1e999\n", mesh_format::stl},
-        {"v 0 0 0\nf 1 1 " + too_big + "/2\n", mesh_format::obj},
-        {patched(ply_triangle, "vertex 3", "vertex " + too_big), mesh_format::ply},
-        {"OFF\n" + too_big + " 1\n", mesh_format::off}};
-    const std::string messages[] = {"malformed value 'oops' at line 12",
-                                    "malformed number 'q' at line 4",
-                                    "number out of range '-1e400' at line 3",
-                                    "number out of range '1e400' at line 11",
-                                    "number out of range '1e400' at line 3",
-                                    "number out of range '1e999' at line 2",
-                                    "number out of range '" + too_big + "' at line 2",
-                                    "number out of range '" + too_big + "' at line 3",
-                                    "number out of range '" + too_big + "' at line 2"};
-    for (std::size_t i = 0; i < std::size(files); ++i)
-        EXPECT_EQ(read_failure(files[i].first, files[i].second), "f: " + messages[i]);
-    // Values that round to a subnormal or to zero are values like any other.
-    const triangle_surface s = read_mesh_bytes(
-        "v 1e-400 4.9e-324 -1e-400\nv 2.4703282292062328e-324 2.4703282292062327e-324 -2e-310\nv 0 0 0\nf 1 2 3\n",
-        mesh_format::obj, "f");
-    const double tiny = std::numeric_limits<double>::denorm_min();
-    EXPECT_TRUE(same_bits(s.vertices[0].x, 0.0) && same_bits(s.vertices[0].y, tiny) &&
-                same_bits(s.vertices[0].z, -0.0));
-    EXPECT_TRUE(same_bits(s.vertices[1].x, tiny) && same_bits(s.vertices[1].y, 0.0) && s.vertices[1].z == -2e-310);
 }
 
 }  // namespace
