@@ -35,23 +35,17 @@ public:
     /// a special value or raw bits.
     double coordinate()
     {
+        using limits = std::numeric_limits<double>;
         const std::uint8_t b = byte();
         if (b < 208) return (b % 16) * 0.25 - 2.0;
-        switch (b % 8) {
-        case 0: return std::numeric_limits<double>::quiet_NaN();
-        case 1: return std::numeric_limits<double>::infinity();
-        case 2: return -std::numeric_limits<double>::infinity();
-        case 3: return -0.0;
-        case 4: return 1e300;
-        case 5: return std::numeric_limits<double>::denorm_min();
-        case 6: return 1e-9 * (byte() + 1);
-        default: {
-            const std::uint64_t bits = word();
-            double d;
-            std::memcpy(&d, &bits, sizeof d);
-            return d;
-        }
-        }
+        const double special[] = {limits::quiet_NaN(), limits::infinity(), -limits::infinity(), -0.0, 1e300,
+                                  limits::denorm_min()};
+        if (b % 8 < 6) return special[b % 8];
+        if (b % 8 == 6) return 1e-9 * (byte() + 1);
+        const std::uint64_t bits = word();
+        double d;
+        std::memcpy(&d, &bits, sizeof d);
+        return d;
     }
 
     /// A valid surface of at most `max_vertices` vertices and `max_triangles`

@@ -20,41 +20,27 @@ using Zelkov::Geometry::triangle_surface;
 
 namespace {
 
-/// The palette byte nearest to x: quarter steps in [-2, 2).
-unsigned char coordinate_byte(double x)
-{
-    const double step = std::round((x + 2.0) * 4.0);
-    return static_cast<unsigned char>(std::clamp(step, 0.0, 15.0));
-}
+struct target {
+    std::string name;
+    std::size_t max_vertices, max_triangles;
+};
 
-/// A surface as `input::surface` reads it; empty when it does not fit.
-std::string encode(const triangle_surface& s, std::size_t max_vertices, std::size_t max_triangles)
+/// A surface as the target reads it; empty when it does not fit. The
+/// construction target reads counts, null flags, points and near-range
+/// indices; the others read `input::surface`.
+std::string encode(const triangle_surface& s, const target& t)
 {
-    if (s.vertices.empty() || s.vertices.size() > max_vertices || s.triangles.size() > max_triangles) return {};
-    std::string bytes;
-    bytes += static_cast<char>(s.vertices.size() - 1);
-    bytes += static_cast<char>(s.triangles.size());
+    if (s.vertices.empty() || s.vertices.size() > t.max_vertices || s.triangles.size() > t.max_triangles) return {};
+    const bool construction = t.name == "construction";
+    std::string bytes{static_cast<char>(s.vertices.size() - (construction ? 0 : 1)),
+                      static_cast<char>(s.triangles.size())};
+    if (construction) bytes += '\0';  // no null spans
     for (const auto& p : s.vertices)
-        for (const double x : {p.x, p.y, p.z}) bytes += static_cast<char>(coordinate_byte(x));
-    for (const auto& t : s.triangles)
-        for (const std::size_t c : t) bytes += static_cast<char>(c);
-    return bytes;
-}
-
-/// The input of the construction target: counts, null flags, points and
-/// near-range indices.
-std::string encode_construction(const triangle_surface& s)
-{
-    if (s.vertices.size() >= 40 || s.triangles.size() >= 40) return {};
-    std::string bytes;
-    bytes += static_cast<char>(s.vertices.size());
-    bytes += static_cast<char>(s.triangles.size());
-    bytes += '\0';
-    for (const auto& p : s.vertices)
-        for (const double x : {p.x, p.y, p.z}) bytes += static_cast<char>(coordinate_byte(x));
-    for (const auto& t : s.triangles)
-        for (const std::size_t c : t) {
-            bytes += '\0';
+        for (const double x : {p.x, p.y, p.z})  // the palette byte nearest to x: quarter steps in [-2, 2)
+            bytes += static_cast<char>(std::clamp(std::round((x + 2.0) * 4.0), 0.0, 15.0));
+    for (const auto& triangle : s.triangles)
+        for (const std::size_t c : triangle) {
+            if (construction) bytes += '\0';  // an index near the vertex count
             bytes += static_cast<char>(c);
         }
     return bytes;
@@ -79,12 +65,6 @@ std::vector<triangle_surface> small_surfaces()
     return list;
 }
 
-void write(const std::filesystem::path& file, const std::string& bytes)
-{
-    std::ofstream out(file, std::ios::binary);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
-
 }  // namespace
 
 int main(int argc, char** argv)
@@ -98,29 +78,20 @@ int main(int argc, char** argv)
     std::string tail;
     for (int i = 0; i < 192; ++i) tail += static_cast<char>((i * 37 + 11) % 256);
 
-    struct target {
-        const char* name;
-        std::size_t max_vertices, max_triangles;
-    };
-    const target targets[] = {{"whole_surface", 48, 96}, {"edits", 24, 48}, {"cache", 32, 80}, {"repair", 48, 96}};
+    const target targets[] = {
+        {"whole_surface", 48, 96}, {"edits", 24, 48}, {"cache", 32, 80}, {"repair", 48, 96}, {"construction", 39, 39}};
     std::size_t written = 0;
     for (const auto& t : targets) {
         std::filesystem::create_directories(root / t.name);
         std::size_t n = 0;
         for (const auto& s : small_surfaces()) {
-            const std::string bytes = encode(s, t.max_vertices, t.max_triangles);
+            const std::string bytes = encode(s, t);
             if (bytes.empty()) continue;
-            write(root / t.name / ("seed_" + std::to_string(n++)), bytes + tail);
+            std::ofstream(root / t.name / ("seed_" + std::to_string(n++)), std::ios::binary)
+                << bytes << (t.name == "construction" ? "" : tail);
         }
         written += n;
     }
-    std::filesystem::create_directories(root / "construction");
-    std::size_t n = 0;
-    for (const auto& s : small_surfaces()) {
-        const std::string bytes = encode_construction(s);
-        if (!bytes.empty()) write(root / "construction" / ("seed_" + std::to_string(n++)), bytes);
-    }
-    written += n;
     std::printf("%zu seeds in %s\n", written, root.c_str());
     return 0;
 }

@@ -27,7 +27,7 @@ bool every_new_index_occurs(const std::vector<std::size_t>& old_to_new, std::siz
     return std::find(seen.begin(), seen.end(), false) == seen.end();
 }
 
-void measures(const triangle_surface& s, const vertex_to_triangles_map& map)
+void measures_and_connectivity(const triangle_surface& s, const vertex_to_triangles_map& map)
 {
     (void)area(s);
     (void)volume(s);
@@ -35,6 +35,9 @@ void measures(const triangle_surface& s, const vertex_to_triangles_map& map)
     (void)bounding_volume(s, false);
     (void)barycenter(s);
     (void)inertia(s);
+    ZELKOV_FUZZ_CHECK(map.size() == s.vertices.size());
+    ZELKOV_FUZZ_CHECK(check_vertex_to_triangles_map(s, map));
+    const auto all = triangle_neighbour_indices(s, map);
     for (std::size_t t = 0; t < s.triangles.size(); ++t) {
         (void)area(t, s);
         (void)normal(t, s, true);
@@ -44,16 +47,6 @@ void measures(const triangle_surface& s, const vertex_to_triangles_map& map)
         angles(a0, a1, a2, t, s);
         point<double, 3> centre;
         circumsphere(centre, radius, t, s);
-    }
-    for (std::size_t v = 0; v < map.size(); ++v) (void)normal(v, s, map);
-}
-
-void connectivity(const triangle_surface& s, const vertex_to_triangles_map& map)
-{
-    ZELKOV_FUZZ_CHECK(map.size() == s.vertices.size());
-    ZELKOV_FUZZ_CHECK(check_vertex_to_triangles_map(s, map));
-    const auto all = triangle_neighbour_indices(s, map);
-    for (std::size_t t = 0; t < s.triangles.size(); ++t) {
         ZELKOV_FUZZ_CHECK(all[t] == triangle_neighbour_indices(s, map, t));
         for (std::size_t c = 0; c < 3; ++c) {
             const std::array<std::size_t, 2> e{s.triangles[t][c], s.triangles[t][(c + 1) % 3]};
@@ -66,6 +59,7 @@ void connectivity(const triangle_surface& s, const vertex_to_triangles_map& map)
         }
     }
     for (std::size_t v = 0; v < map.size(); ++v) {
+        (void)normal(v, s, map);
         const auto ring = one_ring_vertices_from_vertex(v, s, map);
         ZELKOV_FUZZ_CHECK(std::adjacent_find(ring.begin(), ring.end(), std::greater_equal<>()) == ring.end());
         ZELKOV_FUZZ_CHECK(edges_from_vertex(v, s, map).size() == ring.size());
@@ -161,8 +155,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Zelkov::Fuzzing::input in(data, size);
     triangle_surface s = in.surface();
     const auto map = get_vertex_to_triangles_map(s);
-    measures(s, map);
-    connectivity(s, map);
+    measures_and_connectivity(s, map);
     cleanup(s, in);
     fields(s, map, in);
     auto moved = s;

@@ -39,21 +39,14 @@ triangle_surface torus(std::size_t nu, std::size_t nv)
             const double ring = 1.0 + 0.35 * std::cos(v);
             s.vertices.push_back({ring * std::cos(u), ring * std::sin(u), 0.35 * std::sin(v)});
         }
-    s.triangles = wrapped_grid_triangles(nu, nv);
-    return s;
-}
-
-std::vector<tri> wrapped_grid_triangles(std::size_t nu, std::size_t nv)
-{
     auto id = [nu, nv](std::size_t i, std::size_t j) { return (i % nu) * nv + (j % nv); };
-    std::vector<tri> triangles;
-    triangles.reserve(2 * nu * nv);
+    s.triangles.reserve(2 * nu * nv);
     for (std::size_t i = 0; i < nu; ++i)
         for (std::size_t j = 0; j < nv; ++j) {
-            triangles.push_back({id(i, j), id(i + 1, j), id(i + 1, j + 1)});
-            triangles.push_back({id(i, j), id(i + 1, j + 1), id(i, j + 1)});
+            s.triangles.push_back({id(i, j), id(i + 1, j), id(i + 1, j + 1)});
+            s.triangles.push_back({id(i, j), id(i + 1, j + 1), id(i, j + 1)});
         }
-    return triangles;
+    return s;
 }
 
 triangle_surface torus_with_about(std::size_t triangles)

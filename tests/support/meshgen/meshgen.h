@@ -17,13 +17,10 @@ using Zelkov::Geometry::triangle_surface;
 /// square, consistently oriented (normals +z). (nx+1)(ny+1) vertices.
 triangle_surface grid(std::size_t nx, std::size_t ny);
 
-/// A closed torus of nu by nv squares (2 nu nv triangles, nu nv vertices),
-/// consistently oriented outward. Radii R = 1, r = 0.35.
+/// A closed torus of nu by nv squares (2 nu nv triangles, nu nv vertices,
+/// vertex (i, j) being i nv + j), consistently oriented outward. Radii R = 1,
+/// r = 0.35.
 triangle_surface torus(std::size_t nu, std::size_t nv);
-
-/// The 2 nu nv triangles of a grid of nu by nv squares wrapped in both
-/// directions, vertex (i, j) being i nv + j: the connectivity of a torus.
-std::vector<std::array<std::size_t, 3>> wrapped_grid_triangles(std::size_t nu, std::size_t nv);
 
 /// A closed torus with about `triangles` triangles.
 triangle_surface torus_with_about(std::size_t triangles);
