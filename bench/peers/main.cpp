@@ -42,6 +42,10 @@
 #include "meshgen.h"
 #include "peers.h"
 
+#include "name_list.h"
+
+using Zelkov::Peers::matches_any;
+
 // ---------------------------------------------------------------- heap accounting
 // malloc and friends are interposed for the whole process and forwarded to
 // glibc. Counting is switched on only for the warm-up run, so the timed runs
@@ -285,23 +289,6 @@ unsigned icosphere_levels_for(std::size_t triangles)
     // 20 * 4^(l+1) < 2 * triangles: the wish lies above 2 * 20 * 4^l, the geometric mean of this level and the next.
     while (20 * (std::size_t{1} << (2 * (levels + 1))) < 2 * triangles) ++levels;
     return levels;
-}
-
-/// Whether `name` is one of the comma-separated names of `list`. A name
-/// ending in "*" matches any rest; one also starting with "*" matches anywhere.
-bool matches_any(const std::string& name, const std::string& list)
-{
-    for (std::size_t pos = 0; pos < list.size();) {
-        const std::size_t comma = std::min(list.find(',', pos), list.size());
-        std::string item = list.substr(pos, comma - pos);
-        pos = comma + 1;
-        if (item == name) return true;
-        if (item.size() < 2 || item.back() != '*') continue;
-        item.pop_back();
-        if (item.front() == '*' ? name.find(item.substr(1)) != std::string::npos : name.rfind(item, 0) == 0)
-            return true;
-    }
-    return false;
 }
 
 std::vector<bench_input> make_inputs(const options& o)

@@ -34,6 +34,10 @@
 #include "peers.h"
 #include "repair_peers.h"
 
+#include "name_list.h"
+
+using Zelkov::Peers::matches_any;
+
 namespace Zelkov::Peers {
 
 // The CGAL helpers shared with the main benchmark time through a stopwatch;
@@ -79,18 +83,6 @@ options parse(int argc, char** argv)
         }
     }
     return o;
-}
-
-bool matches_any(const std::string& name, const std::string& list)
-{
-    for (std::size_t pos = 0; pos < list.size();) {
-        const std::size_t comma = std::min(list.find(',', pos), list.size());
-        std::string item = list.substr(pos, comma - pos);
-        pos = comma + 1;
-        if (item == name) return true;
-        if (item.size() >= 2 && item.back() == '*' && name.rfind(item.substr(0, item.size() - 1), 0) == 0) return true;
-    }
-    return false;
 }
 
 double box_diagonal(const triangle_surface& s)
