@@ -308,13 +308,7 @@ std::vector<bench_input> make_inputs(const options& o)
     }
     inputs.push_back({"fan 100k", "fan", mg::fan(100'000), {}});
     if (o.real_meshes) {
-        const std::string dir = mg::shared_mesh_dir();
-        std::vector<std::filesystem::path> files;
-        if (!dir.empty())
-            for (const auto& entry : std::filesystem::directory_iterator(dir))
-                if (entry.path().extension() != ".md") files.push_back(entry.path());
-        std::sort(files.begin(), files.end());
-        for (const auto& path : files) {
+        for (const auto& path : Zelkov::Peers::mesh_files(mg::shared_mesh_dir())) {
             auto mesh = mg::read_mesh(path.string());
             if (!mesh || mesh->triangles.size() < 4000) continue;  // the small ones time nothing but overhead
             inputs.push_back({path.filename().string(), "real", std::move(*mesh), {}});

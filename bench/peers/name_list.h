@@ -1,8 +1,11 @@
 #pragma once
-// Choosing benchmark inputs and operations by name on the command line.
+// Choosing benchmark inputs and operations by name on the command line, and
+// the shared mesh files they may name.
 
 #include <algorithm>
+#include <filesystem>
 #include <string>
+#include <vector>
 
 namespace Zelkov::Peers {
 
@@ -21,6 +24,18 @@ inline bool matches_any(const std::string& name, const std::string& list)
             return true;
     }
     return false;
+}
+
+/// The mesh files of the folder `dir` (all but its README), in name order;
+/// none when `dir` is empty.
+inline std::vector<std::filesystem::path> mesh_files(const std::string& dir)
+{
+    std::vector<std::filesystem::path> files;
+    if (!dir.empty())
+        for (const auto& entry : std::filesystem::directory_iterator(dir))
+            if (entry.path().extension() != ".md") files.push_back(entry.path());
+    std::sort(files.begin(), files.end());
+    return files;
 }
 
 }  // namespace Zelkov::Peers

@@ -359,12 +359,7 @@ int main(int argc, char** argv)
 
     std::vector<input> inputs;
     const std::string dir = mg::shared_mesh_dir();
-    std::vector<std::filesystem::path> files;
-    if (!dir.empty())
-        for (const auto& entry : std::filesystem::directory_iterator(dir))
-            if (entry.path().extension() != ".md") files.push_back(entry.path());
-    std::sort(files.begin(), files.end());
-    for (const auto& path : files) {
+    for (const auto& path : mesh_files(dir)) {
         auto mesh = mg::read_mesh(path.string());
         if (!mesh) {
             std::cerr << "cannot read " << path << "\n";
