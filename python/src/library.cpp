@@ -52,6 +52,16 @@ py::array per_vertex(const mesh& m, py::handle vertices, opt_threads threads, F&
     }));
 }
 
+/// A predicate over a vertex array (or every vertex), as a bool array.
+template <class F>
+py::object vertex_flags(const mesh& m, py::handle vertices, opt_threads threads, F&& f)
+{
+    return per_vertex<unsigned char>(
+               m, vertices, threads,
+               [&](std::size_t v, const auto& map) { return static_cast<unsigned char>(f(v, map) ? 1 : 0); })
+        .attr("view")("bool");
+}
+
 /// A predicate over an (k, 2) edge array, or one edge (a scalar result).
 template <class F>
 py::object per_edge(const mesh& m, py::handle edges, opt_threads threads, F&& f)
@@ -320,23 +330,17 @@ void bind_connectivity(py::module_& m)
     m.def(
         "is_boundary_vertex",
         [](const mesh& self, py::handle vertices, opt_threads threads) {
-            return per_vertex<unsigned char>(self, vertices, threads,
-                                             [&](std::size_t v, const auto& map) {
-                                                 return static_cast<unsigned char>(
-                                                     G::is_boundary_vertex(v, self.s(), map));
-                                             })
-                .attr("view")("bool");
+            return vertex_flags(self, vertices, threads, [&](std::size_t v, const auto& map) {
+                return G::is_boundary_vertex(v, self.s(), map);
+            });
         },
         py::arg("mesh"), py::arg("vertices") = py::none(), threads_arg());
     m.def(
         "is_non_manifold_vertex",
         [](const mesh& self, py::handle vertices, opt_threads threads) {
-            return per_vertex<unsigned char>(self, vertices, threads,
-                                             [&](std::size_t v, const auto& map) {
-                                                 return static_cast<unsigned char>(
-                                                     G::is_non_manifold_vertex(v, self.s(), map));
-                                             })
-                .attr("view")("bool");
+            return vertex_flags(self, vertices, threads, [&](std::size_t v, const auto& map) {
+                return G::is_non_manifold_vertex(v, self.s(), map);
+            });
         },
         py::arg("mesh"), py::arg("vertices") = py::none(), threads_arg());
     m.def(
@@ -504,12 +508,9 @@ void bind_fields(py::module_& m)
         "vertex_on_sharp_edge",
         [](const mesh& self, py::handle vertices, double angle_degrees, bool consider_orientation,
            opt_threads threads) {
-            return per_vertex<unsigned char>(self, vertices, threads,
-                                             [&](std::size_t v, const auto& map) {
-                                                 return static_cast<unsigned char>(G::vertex_on_sharp_edge(
-                                                     v, self.s(), map, angle_degrees, consider_orientation));
-                                             })
-                .attr("view")("bool");
+            return vertex_flags(self, vertices, threads, [&](std::size_t v, const auto& map) {
+                return G::vertex_on_sharp_edge(v, self.s(), map, angle_degrees, consider_orientation);
+            });
         },
         py::arg("mesh"), py::arg("vertices") = py::none(), py::arg("angle_degrees") = 30.0,
         py::arg("consider_orientation") = true, threads_arg());
