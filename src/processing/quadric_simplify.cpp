@@ -24,15 +24,15 @@
 // The collapse loop works in passes, as the fastest simplifiers do. A pass
 // brings every edge's quadric cost up to date (in parallel; a cost is kept
 // while neither end changes), orders the edges by the top bits of the cost,
-// and walks them cheapest first, taking an edge for testing when no edge
-// taken earlier in the pass has touched the star of either end. The tests
-// (link condition, normal turn) run in parallel on the surface as it stood
-// at the start of the pass; the edges that pass them are chosen in the order
-// taken, and the edges that a refused one kept out get another round. The
-// chosen collapses have disjoint stars: they are made in parallel, each
-// writing only its own triangles and vertices. Every choice is made
-// serially in a fixed order, so the result is the same for every thread
-// count.
+// and walks them cheapest first, collapsing each edge whose ends no earlier
+// collapse of the pass has used: its cost is then still exact. The walk
+// goes a slice at a time. A slice takes edges in order while their ends lie
+// outside the stars of the edges it took before them; the others wait for
+// the next slice. The tests of the slice (link condition, normal turn) run
+// in parallel on the surface as the slice began, in the order of the
+// triangles, and stay true while the slice's collapses are made in order,
+// as their stars are disjoint. Every choice is made serially in a fixed
+// order, so the result is the same for every thread count.
 
 namespace Zelkov::Processing {
 
@@ -352,16 +352,23 @@ private:
     };
 
     /// Finds the boundary and non-manifold edges and, with the options, the
-    /// feature edges; pins or constrains their vertices.
+    /// feature edges; pins or constrains their vertices. Each edge is listed
+    /// from the side of its lowest triangle, which a collapse keeps true
+    /// (`relist`) and the compaction of the rows too.
     void classify_edges()
     {
         const double feature_cos = std::cos(options_.feature_angle_degrees * 3.141592653589793 / 180.0);
         const bool features = options_.feature_angle_degrees < 180.0;
+        side_costs_.assign(3 * tris_.size(), unknown_cost);
+        side_refused_.assign(3 * tris_.size(), 0);
         const auto special = gather<edge_side>(tris_.size(), [&](std::size_t begin, std::size_t end, auto& out) {
             for (std::size_t t = begin; t != end; ++t)
                 for (std::uint8_t e = 0; e < 3; ++e) {
                     const auto [count, lowest] = edge_triangles(tris_[t][e], tris_[t][next[e]]);
-                    if (lowest != t) continue;
+                    if (lowest != t) {
+                        side_costs_[3 * t + e] = not_listed;
+                        continue;
+                    }
                     if (count != 2 || (features && is_feature(static_cast<index>(t), e, feature_cos)))
                         out.push_back({static_cast<index>(t), e, static_cast<std::uint8_t>(std::min<std::size_t>(3, count))});
                 }
@@ -561,7 +568,7 @@ private:
         shared = 0;
         for (const index* t = star_begin(x); t != star_end(x); ++t) {
             const tri32& tri = tris_[*t];
-            if (!has(tri, y)) continue;
+            if (tri[0] == dead || !has(tri, y)) continue;
             if (shared == 2) return false;
             for (const index w : tri)
                 if (w != a && w != b) apexes[shared] = w;
@@ -572,7 +579,7 @@ private:
         if (shared != 2 && !boundary_edge) return false;
         if (shared == 2 && (apexes[0] == apexes[1] || both_on_boundary)) return false;
         if (!apexes_keep(apexes, shared, boundary_edge)) return false;
-        if (boundary_edge && (valence(a) <= 1 || valence(b) <= 1)) return false;
+        if (boundary_edge && (live_valence_[a] <= 1 || live_valence_[b] <= 1)) return false;
         // The constrained edges on either side of a sliding collapse must not
         // close a loop of three.
         if (is_constrained_edge(a, b)) {
@@ -585,12 +592,12 @@ private:
         return !rings_meet_outside(x, y, apexes);
     }
 
-    /// Whether each apex keeps enough triangles after the collapses chosen
-    /// before in the pass: three inside, one on the boundary.
+    /// Whether each apex keeps enough triangles: three inside, one on the
+    /// boundary.
     bool apexes_keep(const std::array<index, 2>& apexes, std::size_t shared, bool boundary_edge) const
     {
         for (std::size_t i = 0; i < shared; ++i)
-            if (valence(apexes[i]) - lost(apexes[i]) <= (boundary_edge || state_[apexes[i]].boundary ? 1u : 3u))
+            if (live_valence_[apexes[i]] <= (boundary_edge || state_[apexes[i]].boundary ? 1u : 3u))
                 return false;
         return true;
     }
@@ -602,22 +609,32 @@ private:
     {
         const auto outside = [&](index w) { return w != x && w != y && w != apexes[0] && w != apexes[1]; };
         if (valence(y) > hub_valence) {
+            // Only the stars of the ends are up to date within a pass.
+            std::vector<index> hub_ring;
+            for (const index* t = star_begin(y); t != star_end(y); ++t)
+                if (tris_[*t][0] != dead)
+                    for (const index w : tris_[*t])
+                        if (outside(w)) hub_ring.push_back(w);
+            std::sort(hub_ring.begin(), hub_ring.end());
             for (const index* t = star_begin(x); t != star_end(x); ++t)
-                for (const index w : tris_[*t])
-                    if (outside(w) && adjacent(w, y)) return true;
+                if (tris_[*t][0] != dead)
+                    for (const index w : tris_[*t])
+                        if (std::binary_search(hub_ring.begin(), hub_ring.end(), w)) return true;
             return false;
         }
         std::array<index, 2 * hub_valence + 2> ring;  // a vertex of a star of n triangles has at most 2 n neighbours
         std::size_t size = 0;
         for (const index* t = star_begin(y); t != star_end(y); ++t)
-            for (const index w : tris_[*t])
-                if (outside(w) && std::find(ring.begin(), ring.begin() + static_cast<std::ptrdiff_t>(size), w) ==
+            if (tris_[*t][0] != dead)
+                for (const index w : tris_[*t])
+                    if (outside(w) && std::find(ring.begin(), ring.begin() + static_cast<std::ptrdiff_t>(size), w) ==
                                       ring.begin() + static_cast<std::ptrdiff_t>(size))
-                    ring[size++] = w;
+                        ring[size++] = w;
         const auto end = ring.begin() + static_cast<std::ptrdiff_t>(size);
         for (const index* t = star_begin(x); t != star_end(x); ++t)
-            for (const index w : tris_[*t])
-                if (std::find(ring.begin(), end, w) != end) return true;
+            if (tris_[*t][0] != dead)
+                for (const index w : tris_[*t])
+                    if (std::find(ring.begin(), end, w) != end) return true;
         return false;
     }
 
@@ -632,7 +649,7 @@ private:
             if (v == p.kept && !kept_moves) continue;
             for (const index* s = star_begin(v); s != star_end(v); ++s) {
                 const tri32& tri = tris_[*s];
-                if (has(tri, p.kept) && has(tri, p.removed)) continue;
+                if (tri[0] == dead || (has(tri, p.kept) && has(tri, p.removed))) continue;
                 std::array<point3, 3> before, after;
                 for (int c = 0; c < 3; ++c) {
                     before[c] = pos[tri[c]];
@@ -681,8 +698,6 @@ private:
     /// and a refused edge is not listed while nothing in its stars has.
     void refresh_costs()
     {
-        side_costs_.resize(3 * tris_.size(), unknown_cost);
-        side_refused_.resize(3 * tris_.size(), 0);
         const std::size_t size = listing_block(), blocks = (tris_.size() + size - 1) / size;
         block_counts_.assign(blocks * buckets, 0);
         oneapi::tbb::parallel_for(std::size_t{0}, blocks, [&](std::size_t k) {
@@ -703,6 +718,7 @@ private:
     float refresh_side(std::size_t t, std::size_t e)
     {
         float& cached = side_costs_[3 * t + e];
+        if (cached == not_listed) return not_listed;
         const index a = tris_[t][e], b = tris_[t][next[e]];
         const bool ends_changed = changed_[a] == listing_ || changed_[b] == listing_;
         if (side_refused_[3 * t + e]) {
@@ -710,9 +726,8 @@ private:
             side_refused_[3 * t + e] = 0;
         }
         if (std::isnan(cached) || ends_changed) {
-            if ((state_[a].kind == freedom::pinned && state_[b].kind == freedom::pinned) ||
-                edge_triangles(a, b).second != t) {
-                cached = not_listed;
+            if (state_[a].kind == freedom::pinned && state_[b].kind == freedom::pinned) {
+                cached = no_plan;
             } else {
                 const auto p = plan_for(a, b);
                 cached = p ? static_cast<float>(p->cost) : no_plan;
@@ -728,7 +743,8 @@ private:
     static float bucket_floor(std::uint32_t k) { return std::bit_cast<float>(k << 19); }
 
     /// The listed edges of the buckets up to that of `limit`, by bucket, in
-    /// triangle order within a bucket, into `sorted_`.
+    /// triangle order within a bucket, into `sorted_`. The places of edges
+    /// refused since the listing stay empty (side `dead`).
     void sort_up_to(float limit)
     {
         const std::uint32_t last = bucket_of(limit);
@@ -742,7 +758,7 @@ private:
                 place += block_counts_[k * buckets + j];
             }
         }
-        sorted_.resize(bucket_start_[last + 1]);
+        sorted_.assign(bucket_start_[last + 1], candidate{0.0f, dead});
         oneapi::tbb::parallel_for(std::size_t{0}, blocks, [&](std::size_t k) {
             std::uint32_t* place = at.data() + k * (last + 1);
             for (std::size_t t = k * size; t < std::min(tris_.size(), (k + 1) * size); ++t)
@@ -755,14 +771,8 @@ private:
         });
     }
 
-    /// The triangles an apex loses to the collapses chosen so far in the pass.
-    std::size_t lost(index v) const { return loss_pass_[v] == pass_ ? loss_[v] : 0; }
-
-    void lose(index v)
-    {
-        if (loss_pass_[v] != pass_) loss_[v] = 0, loss_pass_[v] = pass_;
-        ++loss_[v];
-    }
+    /// Whether a collapse made in this pass has an end at v.
+    bool used(index v) const { return used_[v] == pass_; }
 
     /// Marks the vertices whose edges a chosen collapse gives another cost
     /// or other triangles: the ends, apexes that are hubs (fewer triangles)
@@ -777,12 +787,13 @@ private:
             for (const index w : state_[p.removed].along) changed_[w] = listing_;
     }
 
-    /// Marks every vertex of the stars of a and b as touched in this round.
+    /// Marks every vertex of the stars of a and b as touched in this slice.
     void touch_stars(index a, index b)
     {
         for (const index v : {a, b})
             for (const index* t = star_begin(v); t != star_end(v); ++t)
-                for (const index w : tris_[*t]) touched_[w] = round_;
+                if (tris_[*t][0] != dead)
+                    for (const index w : tris_[*t]) touched_[w] = slice_;
     }
 
     /// What the tests of one edge found.
@@ -795,7 +806,7 @@ private:
         outcome result;
     };
 
-    /// Tests edge (a, b) on the surface as the pass began.
+    /// Tests edge (a, b) on the surface as it is.
     verdict examine(index a, index b) const
     {
         verdict v{};
@@ -810,120 +821,203 @@ private:
         return v;
     }
 
-    /// Chooses the pass's collapses among the untried edges up to `limit` in
-    /// cost, cheapest first, until they would remove `wanted` triangles: each
-    /// edge whose ends lie outside the stars of the edges taken before it is
-    /// taken for testing, the tests run in parallel, and the edges that pass
-    /// them, and still leave their apexes enough triangles, are chosen in the
-    /// order taken. Returns the number of edges tested.
-    std::size_t choose(float limit, std::size_t wanted)
+    /// The ends of the candidate at `place` in sorted_, or nothing when its
+    /// triangle died or a collapse of this pass used one of them.
+    std::optional<std::pair<index, index>> free_ends(std::size_t place) const
     {
-        chosen_.clear();
-        std::size_t removing = 0, tested = 0;
-        // Rounds: the edges that a refused edge's stars kept out are taken in
-        // the next round, against the stars of the edges chosen so far.
-        for (;;) {
-            ++round_;
-            for (const plan& p : chosen_) touch_stars(p.kept, p.removed);
-            take_for_testing(limit, wanted, removing);
-            if (tentative_.empty()) break;
-            tested += tentative_.size();
-            // Tested in parallel a slice at a time, so that the verdicts stay few.
-            std::size_t refused = 0;
-            constexpr std::size_t slice = 1 << 16;
-            for (std::size_t from = 0; from < tentative_.size(); from += slice) {
-                const std::size_t to = std::min(tentative_.size(), from + slice);
-                verdicts_.resize(to - from);
-                oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(from, to, 256), [&](const auto& r) {
-                    for (std::size_t k = r.begin(); k != r.end(); ++k) {
-                        const auto [a, b] = ends_of(sorted_[tentative_[k]].side);
-                        verdicts_[k - from] = examine(a, b);
-                    }
-                });
-                refused += keep_allowed(from, removing);
+        const index side = sorted_[place].side;
+        if (tris_[side / 3][0] == dead) return std::nullopt;
+        const auto ends = ends_of(side);
+        if (used(ends.first) || used(ends.second)) return std::nullopt;
+        return ends;
+    }
+
+    /// Walks the listed edges up to `limit` in cost, cheapest first, and
+    /// collapses each one whose ends are unused and that passes the tests,
+    /// until the collapses remove `wanted` triangles. The walk goes a slice
+    /// at a time: the edges that wait from the last slice, then the next
+    /// ones, each taken when its ends lie outside the stars of the edges
+    /// taken before it in the slice (it waits for the next slice otherwise).
+    /// Their tests run in parallel on the surface as the slice begins, and
+    /// stay true whatever the edges taken before them do.
+    void choose(float limit, std::size_t wanted)
+    {
+        chosen_ = removing_ = 0;
+        waiting_.clear();
+        for (std::size_t i = 0; removing_ < wanted;) {
+            ++slice_;
+            // A slice: about as many edges as collapses still wanted, within bounds.
+            const std::size_t size = std::clamp<std::size_t>((wanted - removing_ + 1) / 2, 256, 1 << 15);
+            tentative_.clear();
+            later_.clear();
+            for (std::size_t w = 0; w < waiting_.size(); ++w) {
+                prefetch_ahead(waiting_, w);
+                take(waiting_[w]);
             }
-            if (refused == 0 || removing >= wanted) break;
-        }
-        chosen_removing_ = removing;
-        return tested;
-    }
-
-    /// Takes the untried edges up to `limit` whose ends lie outside the stars
-    /// touched in this round, cheapest first, each touching its own, until
-    /// `removing` and theirs would reach `wanted` triangles.
-    void take_for_testing(float limit, std::size_t wanted, std::size_t removing)
-    {
-        tentative_.clear();
-        constexpr std::size_t ahead = 16;
-        for (std::size_t i = 0; i < sorted_.size() && removing < wanted; ++i) {
-            if (i + ahead < sorted_.size()) __builtin_prefetch(&tris_[sorted_[i + ahead].side / 3]);
-            const candidate& c = sorted_[i];
-            if (c.cost > limit || tried_[i]) continue;
-            const auto [a, b] = ends_of(c.side);
-            if (touched_[a] == round_ || touched_[b] == round_) continue;
-            tried_[i] = 1;
-            touch_stars(a, b);
-            tentative_.push_back(static_cast<index>(i));
-            // Two triangles die, or one on a boundary edge.
-            removing +=
-                state_[a].boundary && state_[b].boundary ? std::min<std::size_t>(2, edge_triangles(a, b).first) : 2;
+            for (; i < sorted_.size() && tentative_.size() < size; ++i) {
+                prefetch_ahead(i);
+                if (sorted_[i].side != dead && sorted_[i].cost <= limit) take(static_cast<index>(i));
+            }
+            if (tentative_.empty()) break;
+            examine_slice();
+            walk_slice(wanted);
+            // The places in sorted_ follow the order of the walk.
+            std::sort(later_.begin(), later_.end());
+            waiting_.swap(later_);
         }
     }
 
-    /// Chooses the tested edges (from the `from`-th taken on) that passed, in the order taken, if their
-    /// apexes still keep enough triangles; adds the triangles they remove to
-    /// `removing`. A refused edge is not listed again until something in its
-    /// stars changes. Returns the number refused.
-    std::size_t keep_allowed(std::size_t from, std::size_t& removing)
+    /// The walks over sorted_ jump across the surface: what the edge some
+    /// places ahead will read is fetched in stages, each from what the stage
+    /// before it brought, so that the misses overlap.
+    void prefetch_stages(index far, index near, index nearer) const
     {
-        std::size_t refused = 0;
-        for (std::size_t k = 0; k < verdicts_.size(); ++k) {
+        if (far != dead) __builtin_prefetch(&tris_[sorted_[far].side / 3]);
+        if (near != dead) {
+            const auto [a, b] = ends_of(sorted_[near].side);
+            for (const index v : {a, b})
+                if (v != dead) {
+                    __builtin_prefetch(&offsets_[v]);
+                    __builtin_prefetch(&touched_[v]);
+                }
+        }
+        if (nearer != dead) {
+            const auto [a, b] = ends_of(sorted_[nearer].side);
+            for (const index v : {a, b})
+                if (v != dead) __builtin_prefetch(star_begin(v));
+        }
+    }
+
+    void prefetch_ahead(std::size_t i) const
+    {
+        const auto at = [&](std::size_t k) { return k < sorted_.size() ? static_cast<index>(k) : dead; };
+        prefetch_stages(at(i + 16), at(i + 8), at(i + 4));
+    }
+
+    void prefetch_ahead(const std::vector<index>& places, std::size_t i) const
+    {
+        const auto at = [&](std::size_t k) { return k < places.size() ? places[k] : dead; };
+        prefetch_stages(at(i + 16), at(i + 8), at(i + 4));
+    }
+
+    /// Takes the edge at `place` in sorted_ into the slice, or lets it wait
+    /// when an end lies in the stars of an edge taken before it, or drops it
+    /// when a collapse used an end.
+    void take(index place)
+    {
+        const auto ends = free_ends(place);
+        if (!ends) return;
+        const auto [a, b] = *ends;
+        if (touched_[a] == slice_ || touched_[b] == slice_) {
+            later_.push_back(place);
+            return;
+        }
+        touch_stars(a, b);
+        tentative_.push_back(place);
+    }
+
+    /// Tests the edges of the slice in parallel, in the order of their
+    /// triangles, so that neighbouring tests share what they read.
+    void examine_slice()
+    {
+        by_row_.resize(tentative_.size());
+        for (std::size_t k = 0; k < tentative_.size(); ++k)
+            by_row_[k] = std::uint64_t{sorted_[tentative_[k]].side} << 32 | k;
+        oneapi::tbb::parallel_sort(by_row_.begin(), by_row_.end());
+        verdicts_.resize(tentative_.size());
+        oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, by_row_.size(), 256), [&](const auto& r) {
+            for (std::size_t j = r.begin(); j != r.end(); ++j) {
+                const auto k = static_cast<std::uint32_t>(by_row_[j]);
+                const auto [a, b] = ends_of(static_cast<index>(by_row_[j] >> 32));
+                verdicts_[k] = examine(a, b);
+            }
+        });
+    }
+
+    /// Goes through the slice in order: an edge is collapsed when it passed
+    /// its tests and its apexes still keep enough triangles. A refused edge
+    /// is not listed again until something in its stars changes.
+    void walk_slice(std::size_t wanted)
+    {
+        for (std::size_t k = 0; k < tentative_.size(); ++k) {
+            if (removing_ >= wanted) {
+                later_.push_back(tentative_[k]);
+                continue;
+            }
             const verdict& v = verdicts_[k];
-            const index side = sorted_[tentative_[from + k]].side;
             if (v.result == outcome::no_plan) continue;
             const bool link = v.result == outcome::refused_by_link || !apexes_keep(v.apexes, v.shared, v.boundary_edge);
             if (link || v.result == outcome::refused_by_normal) {
                 ++(link ? counts_.refused_by_link : counts_.refused_by_normal);
-                side_refused_[side] = 1;
-                ++refused;
+                side_refused_[sorted_[tentative_[k]].side] = 1;
                 continue;
             }
-            for (std::size_t j = 0; j < v.shared; ++j) lose(v.apexes[j]);
             mark_changed(v.p, v.apexes, v.shared);
-            chosen_.push_back(v.p);
-            removing += v.shared;
-            tell(removing);
+            make(v);
+            removing_ += v.shared;
+            tell(removing_);
         }
-        return refused;
     }
 
-    /// Makes the chosen collapses; their stars are disjoint, so each writes
-    /// only its own triangles and vertices.
-    void make_chosen()
+    /// Collapses one edge: the removed vertex's triangles go to the kept one,
+    /// those on the edge die, and the kept vertex takes the plan's place.
+    void make(const verdict& v)
     {
-        oneapi::tbb::parallel_for(std::size_t{0}, chosen_.size(), [&](std::size_t i) {
-            const plan& p = chosen_[i];
-            for (const index* s = star_begin(p.removed); s != star_end(p.removed); ++s) {
-                tri32& tri = tris_[*s];
-                if (has(tri, p.kept)) tri[0] = dead;
-                else
-                    for (index& v : tri)
-                        if (v == p.removed) v = p.kept;
-            }
-            surface_.vertices[p.kept] = p.position;
-            quadrics_[p.kept] += quadrics_[p.removed];
-            survivor_[p.removed] = p.kept;
-            vertex_state &k = state_[p.kept], &r = state_[p.removed];
-            k.on_boundary |= r.on_boundary;
-            k.boundary |= r.boundary;
-            if (is_constrained_edge(p.kept, p.removed)) slide_on(p.kept, p.removed);
-        });
-        for (const plan& p : chosen_) {
-            counts_.largest_error = std::max(counts_.largest_error, p.cost);
-            counts_.largest_distance = std::max(counts_.largest_distance, distance_of(p));
+        const plan& p = v.p;
+        used_[p.kept] = used_[p.removed] = pass_;
+        live_valence_[p.kept] += live_valence_[p.removed] - 2 * static_cast<index>(v.shared);
+        for (std::size_t j = 0; j < v.shared; ++j) --live_valence_[v.apexes[j]];
+        for (const index* s = star_begin(p.removed); s != star_end(p.removed); ++s) {
+            tri32& tri = tris_[*s];
+            if (tri[0] == dead) continue;
+            if (has(tri, p.kept)) tri[0] = dead;
+            else
+                for (index& w : tri)
+                    if (w == p.removed) w = p.kept;
         }
-        counts_.collapses += chosen_.size();
-        live_ -= chosen_removing_;
+        for (std::size_t j = 0; j < v.shared; ++j) relist(p, v.apexes[j]);
+        surface_.vertices[p.kept] = p.position;
+        quadrics_[p.kept] += quadrics_[p.removed];
+        survivor_[p.removed] = p.kept;
+        vertex_state &k = state_[p.kept], &r = state_[p.removed];
+        k.on_boundary |= r.on_boundary;
+        k.boundary |= r.boundary;
+        if (is_constrained_edge(p.kept, p.removed)) slide_on(p.kept, p.removed);
+        counts_.largest_error = std::max(counts_.largest_error, p.cost);
+        counts_.largest_distance = std::max(counts_.largest_distance, distance_of(p));
+        ++chosen_;
+    }
+
+    /// After a collapse merged the edges from the kept and the removed vertex
+    /// to an apex: the edge is listed from its lowest triangle only. Its
+    /// triangles lie in the stars of the two ends as the pass began (an apex
+    /// may have gained others in the pass).
+    void relist(const plan& p, index apex)
+    {
+        std::array<index, 4> on_edge{};
+        std::size_t count = 0;
+        for (const index v : {p.kept, p.removed})
+            for (const index* t = star_begin(v); t != star_end(v); ++t)
+                if (tris_[*t][0] != dead && has(tris_[*t], apex) && count < on_edge.size()) on_edge[count++] = *t;
+        const index lowest = *std::min_element(on_edge.begin(), on_edge.begin() + static_cast<std::ptrdiff_t>(count));
+        for (std::size_t k = 0; k < count; ++k)
+            side_costs_[3 * on_edge[k] + side_from(tris_[on_edge[k]], p.kept, apex)] =
+                on_edge[k] == lowest ? unknown_cost : not_listed;
+    }
+
+    /// The edge of t that joins a and b, either way round.
+    static index side_from(const tri32& t, index a, index b)
+    {
+        for (index e = 0; e < 3; ++e)
+            if ((t[e] == a && t[next[e]] == b) || (t[e] == b && t[next[e]] == a)) return e;
+        return 0;
+    }
+
+    /// Ends a pass that made collapses.
+    void finish_pass()
+    {
+        counts_.collapses += chosen_;
+        live_ -= removing_;
         // Dead rows are skipped until they are many.
         if (2 * live_ < tris_.size()) compact();
     }
@@ -992,36 +1086,30 @@ private:
         survivor_.resize(state_.size());
         for (std::size_t v = 0; v < survivor_.size(); ++v) survivor_[v] = static_cast<index>(v);
         touched_.assign(state_.size(), 0);
+        used_.assign(state_.size(), 0);
         changed_.assign(state_.size(), std::numeric_limits<std::uint32_t>::max());
-        loss_.assign(state_.size(), 0);
-        loss_pass_.assign(state_.size(), 0);
+        live_valence_.resize(state_.size());
         const std::size_t target = options_.target_triangles;
         started_with_ = live_;
         asked_ = started_with_ - std::min(started_with_, target);
         for (bool first = true; live_ > target; first = false) {
             if (!first) build_stars();
+            for (std::size_t v = 0; v < live_valence_.size(); ++v)
+                live_valence_[v] = static_cast<index>(valence(static_cast<index>(v)));
             refresh_costs();
             const std::size_t wanted = live_ - target;
             const float limit = pass_limit((wanted + 1) / 2);
             sort_up_to(limit);
-            tried_.assign(sorted_.size(), 0);
-            // When every edge tested is refused, the edges their stars kept
-            // out are tried, and when all up to the limit have been, the
-            // dearer ones.
-            const float all = std::numeric_limits<float>::infinity();
-            for (float range = limit;;) {
-                ++pass_;
-                const std::size_t tested = choose(range, wanted);
-                if (!chosen_.empty() || (tested == 0 && range == all)) break;
-                if (tested == 0) {
-                    range = all;
-                    sort_up_to(all);
-                    tried_.resize(sorted_.size(), 0);
-                }
+            // When every edge up to the limit is refused, the dearer ones are tried.
+            ++pass_;
+            choose(limit, wanted);
+            if (chosen_ == 0 && limit < all_costs) {
+                sort_up_to(all_costs);
+                choose(all_costs, wanted);
             }
-            if (chosen_.empty()) break;
+            if (chosen_ == 0) break;
             ++counts_.passes;
-            make_chosen();
+            finish_pass();
         }
         // Only the rows, the numbering and the survivors are needed from here on.
         std::vector<float>().swap(side_costs_);
@@ -1029,11 +1117,10 @@ private:
         std::vector<candidate>().swap(sorted_);
         std::vector<std::uint32_t>().swap(block_counts_);
         std::vector<quadric>().swap(quadrics_);
-        for (auto* list : {&offsets_, &star_, &fill_, &touched_, &changed_, &loss_, &loss_pass_, &tentative_})
+        for (auto* list : {&offsets_, &star_, &fill_, &touched_, &used_, &changed_, &live_valence_, &tentative_, &waiting_, &later_})
             std::vector<index>().swap(*list);
-        std::vector<std::uint8_t>().swap(tried_);
         std::vector<verdict>().swap(verdicts_);
-        std::vector<plan>().swap(chosen_);
+        std::vector<std::uint64_t>().swap(by_row_);
     }
 
     /// Puts the positions back in the input's order, and the live triangles,
@@ -1096,16 +1183,18 @@ private:
     static constexpr std::size_t buckets = std::size_t{1} << 12;
     std::vector<std::uint32_t> bucket_start_;
     std::vector<candidate> sorted_;  // the candidates the pass may take, by bucket
-    std::vector<index> tentative_;  // the places in sorted_ of the edges taken for testing in the round
+    static constexpr float all_costs = std::numeric_limits<float>::infinity();
+    std::vector<index> tentative_;  // the places in sorted_ of the edges of the slice
+    std::vector<index> waiting_, later_;  // the places of the edges that wait for this slice, and for the next
     std::vector<verdict> verdicts_;
-    std::vector<std::uint8_t> tried_;  // per entry of sorted_: tested in this pass
-    std::vector<plan> chosen_;
-    std::size_t chosen_removing_ = 0;  // the triangles the chosen collapses kill
-    std::size_t live_ = 0;             // triangles alive; dead ones stay in the rows until compacted
-    std::vector<std::uint32_t> touched_;  // the round of a pass that last touched each vertex
-    std::uint32_t round_ = 0;
-    // Triangles lost by each apex in the pass that last changed it.
-    std::vector<std::uint32_t> loss_, loss_pass_;
+    std::vector<std::uint64_t> by_row_;  // the slice's edges by side: side << 32 | place in the slice
+    std::size_t chosen_ = 0;    // collapses made in the pass
+    std::size_t removing_ = 0;  // the triangles they killed
+    std::size_t live_ = 0;      // triangles alive at the start of the pass; dead ones stay in the rows until compacted
+    std::vector<std::uint32_t> touched_;  // the slice whose edges last had each vertex in their stars
+    std::uint32_t slice_ = 0;
+    std::vector<std::uint32_t> used_;          // the pass that last collapsed an edge at each vertex
+    std::vector<std::uint32_t> live_valence_;  // the live triangles around each vertex
     std::uint32_t pass_ = 0;
     std::size_t started_with_ = 0, asked_ = 0, told_ = 0;  // triangles, for the progress
     collapse_counts counts_;
