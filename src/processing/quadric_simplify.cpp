@@ -123,14 +123,6 @@ struct plan {
     point3 position;
 };
 
-/// An edge of the pass's list: the side it was listed from (3 t + e) and
-/// its cost as the pass began, rounded to a float, as the order of the pass
-/// needs no more.
-struct candidate {
-    float cost;
-    index side;
-};
-
 /// What a vertex may do.
 enum class freedom : std::uint8_t {
     free,     // moves anywhere
@@ -185,18 +177,18 @@ bool scattered(const triangle_surface& s)
 /// least vertex in that order (ties by index).
 struct locality_order {
     bool renumbered = false;
-    std::vector<index> vertex_of;    // new -> old
-    std::vector<index> new_vertex;   // old -> new
+    std::vector<index> vertex_of;    // new -> old, when renumbered
+    std::vector<index> new_vertex;   // old -> new, when renumbered
     std::vector<index> triangle_of;  // new -> old
+
+    index old_of(std::size_t v) const { return renumbered ? vertex_of[v] : static_cast<index>(v); }
+    index new_of(std::size_t v) const { return renumbered ? new_vertex[v] : static_cast<index>(v); }
 
     explicit locality_order(const triangle_surface& s)
     {
         const std::size_t n = s.vertices.size();
         renumbered = scattered(s);
         if (!renumbered) {
-            vertex_of.resize(n);
-            for (std::size_t v = 0; v < n; ++v) vertex_of[v] = static_cast<index>(v);
-            new_vertex = vertex_of;
             triangle_of.resize(s.triangles.size());
             for (std::size_t t = 0; t < s.triangles.size(); ++t) triangle_of[t] = static_cast<index>(t);
             return;
@@ -241,12 +233,12 @@ public:
     {
         state_.assign(surface.vertices.size(), vertex_state{});
         for (std::size_t v = 0; v < pinned.size() && v < state_.size(); ++v)
-            if (pinned[v]) state_[order_.new_vertex[v]].kind = freedom::pinned;
+            if (pinned[v]) state_[order_.new_of(v)].kind = freedom::pinned;
         min_turn_cos_ = std::cos(options.max_normal_turn_degrees * 3.141592653589793 / 180.0);
         tris_.resize(surface.triangles.size());
         for (std::size_t t = 0; t < tris_.size(); ++t)
             for (std::size_t c = 0; c < 3; ++c)
-                tris_[t][c] = order_.new_vertex[surface.triangles[order_.triangle_of[t]][c]];
+                tris_[t][c] = order_.new_of(surface.triangles[order_.triangle_of[t]][c]);
         origin_ = std::move(order_.triangle_of);
         // The positions are worked on in the new order and put back at the end.
         if (order_.renumbered) {
@@ -268,7 +260,7 @@ public:
         detail::run_stage(progress_, "remove invalid triangles", [&] { write_back(); });
         counts_.survivor.resize(survivor_.size());
         for (std::size_t v = 0; v < survivor_.size(); ++v)
-            counts_.survivor[v] = order_.vertex_of[final_survivor(order_.new_vertex[v])];
+            counts_.survivor[v] = order_.old_of(final_survivor(order_.new_of(v)));
         counts_.reached_target = counts_.triangles_after <= options_.target_triangles;
         for (const vertex_state& v : state_) counts_.pinned_vertices += v.kind == freedom::pinned;
         return counts_;
@@ -291,10 +283,10 @@ private:
                 for (const index v : t) ++offsets_[v + 1];
         for (std::size_t v = 0; v < n; ++v) offsets_[v + 1] += offsets_[v];
         star_.resize(offsets_[n]);
-        fill_.assign(offsets_.begin(), offsets_.end() - 1);
+        std::vector<index> fill(offsets_.begin(), offsets_.end() - 1);
         for (std::size_t t = 0; t < tris_.size(); ++t)
             if (tris_[t][0] != dead)
-                for (const index v : tris_[t]) star_[fill_[v]++] = static_cast<index>(t);
+                for (const index v : tris_[t]) star_[fill[v]++] = static_cast<index>(t);
     }
 
     std::size_t valence(index v) const { return offsets_[v + 1] - offsets_[v]; }
@@ -360,7 +352,7 @@ private:
         const double feature_cos = std::cos(options_.feature_angle_degrees * 3.141592653589793 / 180.0);
         const bool features = options_.feature_angle_degrees < 180.0;
         side_costs_.assign(3 * tris_.size(), unknown_cost);
-        side_refused_.assign(3 * tris_.size(), 0);
+        side_refused_.assign(3 * tris_.size(), false);
         const auto special = gather<edge_side>(tris_.size(), [&](std::size_t begin, std::size_t end, auto& out) {
             for (std::size_t t = begin; t != end; ++t)
                 for (std::uint8_t e = 0; e < 3; ++e) {
@@ -687,9 +679,10 @@ private:
         return false;
     }
 
-    /// The blocks of triangles of the listing: at most 64, so that their
-    /// bucket counts stay small.
-    std::size_t listing_block() const { return std::max<std::size_t>(4096, (tris_.size() + 63) / 64); }
+    /// The triangles of a block of the listing: few enough that a block's
+    /// count of a bucket fits 16 bits, and a multiple of 64, so that each
+    /// block's refusal bits start a word of their own.
+    static constexpr std::size_t listing_block = 16384;
 
     /// Brings the sides' costs up to date and counts, per block of
     /// triangles, the listed edges of each bucket. Every edge that might
@@ -698,10 +691,10 @@ private:
     /// and a refused edge is not listed while nothing in its stars has.
     void refresh_costs()
     {
-        const std::size_t size = listing_block(), blocks = (tris_.size() + size - 1) / size;
+        const std::size_t size = listing_block, blocks = (tris_.size() + size - 1) / size;
         block_counts_.assign(blocks * buckets, 0);
         oneapi::tbb::parallel_for(std::size_t{0}, blocks, [&](std::size_t k) {
-            std::uint32_t* counts = block_counts_.data() + k * buckets;
+            std::uint16_t* counts = block_counts_.data() + k * buckets;
             for (std::size_t t = k * size; t < std::min(tris_.size(), (k + 1) * size); ++t)
                 for (std::size_t e = 0; e < 3 && tris_[t][0] != dead; ++e)
                     if (const float cost = refresh_side(t, e); cost >= 0) ++counts[bucket_of(cost)];
@@ -723,7 +716,7 @@ private:
         const bool ends_changed = changed_[a] == listing_ || changed_[b] == listing_;
         if (side_refused_[3 * t + e]) {
             if (!ends_changed && !stars_changed(a, b)) return not_listed;
-            side_refused_[3 * t + e] = 0;
+            side_refused_[3 * t + e] = false;
         }
         if (std::isnan(cached) || ends_changed) {
             if (state_[a].kind == freedom::pinned && state_[b].kind == freedom::pinned) {
@@ -748,7 +741,7 @@ private:
     void sort_up_to(float limit)
     {
         const std::uint32_t last = bucket_of(limit);
-        const std::size_t size = listing_block(), blocks = (tris_.size() + size - 1) / size;
+        const std::size_t size = listing_block, blocks = (tris_.size() + size - 1) / size;
         // Each block's first place in each bucket.
         std::vector<std::uint32_t> at(blocks * (last + 1));
         for (std::uint32_t j = 0; j <= last; ++j) {
@@ -758,7 +751,7 @@ private:
                 place += block_counts_[k * buckets + j];
             }
         }
-        sorted_.assign(bucket_start_[last + 1], candidate{0.0f, dead});
+        sorted_.assign(bucket_start_[last + 1], dead);
         oneapi::tbb::parallel_for(std::size_t{0}, blocks, [&](std::size_t k) {
             std::uint32_t* place = at.data() + k * (last + 1);
             for (std::size_t t = k * size; t < std::min(tris_.size(), (k + 1) * size); ++t)
@@ -766,13 +759,15 @@ private:
                     const float cost = side_costs_[3 * t + e];
                     if (!(cost >= 0) || side_refused_[3 * t + e]) continue;
                     if (const std::uint32_t j = bucket_of(cost); j <= last)
-                        sorted_[place[j]++] = {cost, static_cast<index>(3 * t + e)};
+                        sorted_[place[j]++] = static_cast<index>(3 * t + e);
                 }
         });
     }
 
     /// Whether a collapse made in this pass has an end at v.
-    bool used(index v) const { return used_[v] == pass_; }
+    bool used(index v) const { return marks_[v] == used_mark(); }
+    /// The mark of the ends of the pass's collapses, above every slice's.
+    std::uint32_t used_mark() const { return std::numeric_limits<std::uint32_t>::max() - pass_; }
 
     /// Marks the vertices whose edges a chosen collapse gives another cost
     /// or other triangles: the ends, apexes that are hubs (fewer triangles)
@@ -793,7 +788,8 @@ private:
         for (const index v : {a, b})
             for (const index* t = star_begin(v); t != star_end(v); ++t)
                 if (tris_[*t][0] != dead)
-                    for (const index w : tris_[*t]) touched_[w] = slice_;
+                    for (const index w : tris_[*t])
+                        if (marks_[w] != used_mark()) marks_[w] = slice_;
     }
 
     /// What the tests of one edge found.
@@ -825,7 +821,7 @@ private:
     /// triangle died or a collapse of this pass used one of them.
     std::optional<std::pair<index, index>> free_ends(std::size_t place) const
     {
-        const index side = sorted_[place].side;
+        const index side = sorted_[place];
         if (tris_[side / 3][0] == dead) return std::nullopt;
         const auto ends = ends_of(side);
         if (used(ends.first) || used(ends.second)) return std::nullopt;
@@ -846,8 +842,10 @@ private:
         waiting_.clear();
         for (std::size_t i = 0; removing_ < wanted;) {
             ++slice_;
-            // A slice: about as many edges as collapses still wanted, within bounds.
-            const std::size_t size = std::clamp<std::size_t>((wanted - removing_ + 1) / 2, 256, 1 << 15);
+            // A slice: about as many edges as collapses still wanted, within
+            // bounds that keep its verdicts a small part of the memory.
+            const std::size_t most = std::clamp<std::size_t>(tris_.size() / 32, 256, 4096);
+            const std::size_t size = std::clamp<std::size_t>((wanted - removing_ + 1) / 2, 256, most);
             tentative_.clear();
             later_.clear();
             for (std::size_t w = 0; w < waiting_.size(); ++w) {
@@ -856,11 +854,12 @@ private:
             }
             for (; i < sorted_.size() && tentative_.size() < size; ++i) {
                 prefetch_ahead(i);
-                if (sorted_[i].side != dead && sorted_[i].cost <= limit) take(static_cast<index>(i));
+                if (sorted_[i] != dead && side_costs_[sorted_[i]] <= limit) take(static_cast<index>(i));
             }
             if (tentative_.empty()) break;
             examine_slice();
             walk_slice(wanted);
+            make_chosen();
             // The places in sorted_ follow the order of the walk.
             std::sort(later_.begin(), later_.end());
             waiting_.swap(later_);
@@ -872,17 +871,20 @@ private:
     /// before it brought, so that the misses overlap.
     void prefetch_stages(index far, index near, index nearer) const
     {
-        if (far != dead) __builtin_prefetch(&tris_[sorted_[far].side / 3]);
+        if (far != dead && sorted_[far] != dead) {
+            __builtin_prefetch(&tris_[sorted_[far] / 3]);
+            __builtin_prefetch(&side_costs_[sorted_[far]]);
+        }
         if (near != dead) {
-            const auto [a, b] = ends_of(sorted_[near].side);
+            const auto [a, b] = ends_of(sorted_[near]);
             for (const index v : {a, b})
                 if (v != dead) {
                     __builtin_prefetch(&offsets_[v]);
-                    __builtin_prefetch(&touched_[v]);
+                    __builtin_prefetch(&marks_[v]);
                 }
         }
         if (nearer != dead) {
-            const auto [a, b] = ends_of(sorted_[nearer].side);
+            const auto [a, b] = ends_of(sorted_[nearer]);
             for (const index v : {a, b})
                 if (v != dead) __builtin_prefetch(star_begin(v));
         }
@@ -908,7 +910,7 @@ private:
         const auto ends = free_ends(place);
         if (!ends) return;
         const auto [a, b] = *ends;
-        if (touched_[a] == slice_ || touched_[b] == slice_) {
+        if (marks_[a] == slice_ || marks_[b] == slice_) {
             later_.push_back(place);
             return;
         }
@@ -922,7 +924,7 @@ private:
     {
         by_row_.resize(tentative_.size());
         for (std::size_t k = 0; k < tentative_.size(); ++k)
-            by_row_[k] = std::uint64_t{sorted_[tentative_[k]].side} << 32 | k;
+            by_row_[k] = std::uint64_t{sorted_[tentative_[k]]} << 32 | k;
         oneapi::tbb::parallel_sort(by_row_.begin(), by_row_.end());
         verdicts_.resize(tentative_.size());
         oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, by_row_.size(), 256), [&](const auto& r) {
@@ -939,6 +941,7 @@ private:
     /// is not listed again until something in its stars changes.
     void walk_slice(std::size_t wanted)
     {
+        chosen_in_slice_.clear();
         for (std::size_t k = 0; k < tentative_.size(); ++k) {
             if (removing_ >= wanted) {
                 later_.push_back(tentative_[k]);
@@ -949,13 +952,35 @@ private:
             const bool link = v.result == outcome::refused_by_link || !apexes_keep(v.apexes, v.shared, v.boundary_edge);
             if (link || v.result == outcome::refused_by_normal) {
                 ++(link ? counts_.refused_by_link : counts_.refused_by_normal);
-                side_refused_[sorted_[tentative_[k]].side] = 1;
+                side_refused_[sorted_[tentative_[k]]] = true;
                 continue;
             }
-            mark_changed(v.p, v.apexes, v.shared);
-            make(v);
+            const plan& p = v.p;
+            marks_[p.kept] = marks_[p.removed] = used_mark();
+            live_valence_[p.kept] += live_valence_[p.removed] - 2 * static_cast<index>(v.shared);
+            for (std::size_t j = 0; j < v.shared; ++j) --live_valence_[v.apexes[j]];
+            mark_changed(p, v.apexes, v.shared);
+            counts_.largest_error = std::max(counts_.largest_error, p.cost);
+            counts_.largest_distance = std::max(counts_.largest_distance, distance_of(p));
+            chosen_in_slice_.push_back(static_cast<index>(k));
             removing_ += v.shared;
             tell(removing_);
+        }
+        chosen_ += chosen_in_slice_.size();
+    }
+
+    /// Makes the slice's chosen collapses, in parallel as their stars are
+    /// disjoint; then moves the ends of the constrained lines they shortened.
+    void make_chosen()
+    {
+        oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, chosen_in_slice_.size(), 64),
+                                  [&](const auto& r) {
+                                      for (std::size_t i = r.begin(); i != r.end(); ++i)
+                                          make(verdicts_[chosen_in_slice_[i]]);
+                                  });
+        for (const index k : chosen_in_slice_) {
+            const plan& p = verdicts_[k].p;
+            if (is_constrained_edge(p.kept, p.removed)) slide_on(p.kept, p.removed);
         }
     }
 
@@ -964,9 +989,6 @@ private:
     void make(const verdict& v)
     {
         const plan& p = v.p;
-        used_[p.kept] = used_[p.removed] = pass_;
-        live_valence_[p.kept] += live_valence_[p.removed] - 2 * static_cast<index>(v.shared);
-        for (std::size_t j = 0; j < v.shared; ++j) --live_valence_[v.apexes[j]];
         for (const index* s = star_begin(p.removed); s != star_end(p.removed); ++s) {
             tri32& tri = tris_[*s];
             if (tri[0] == dead) continue;
@@ -982,10 +1004,6 @@ private:
         vertex_state &k = state_[p.kept], &r = state_[p.removed];
         k.on_boundary |= r.on_boundary;
         k.boundary |= r.boundary;
-        if (is_constrained_edge(p.kept, p.removed)) slide_on(p.kept, p.removed);
-        counts_.largest_error = std::max(counts_.largest_error, p.cost);
-        counts_.largest_distance = std::max(counts_.largest_distance, distance_of(p));
-        ++chosen_;
     }
 
     /// After a collapse merged the edges from the kept and the removed vertex
@@ -1035,8 +1053,7 @@ private:
             if (sides) {
                 std::copy_n(side_costs_.begin() + static_cast<std::ptrdiff_t>(3 * t), 3,
                             side_costs_.begin() + static_cast<std::ptrdiff_t>(3 * kept));
-                std::copy_n(side_refused_.begin() + static_cast<std::ptrdiff_t>(3 * t), 3,
-                            side_refused_.begin() + static_cast<std::ptrdiff_t>(3 * kept));
+                for (std::size_t e = 0; e < 3; ++e) side_refused_[3 * kept + e] = side_refused_[3 * t + e];
             }
             ++kept;
         }
@@ -1085,8 +1102,7 @@ private:
     {
         survivor_.resize(state_.size());
         for (std::size_t v = 0; v < survivor_.size(); ++v) survivor_[v] = static_cast<index>(v);
-        touched_.assign(state_.size(), 0);
-        used_.assign(state_.size(), 0);
+        marks_.assign(state_.size(), 0);
         changed_.assign(state_.size(), std::numeric_limits<std::uint32_t>::max());
         live_valence_.resize(state_.size());
         const std::size_t target = options_.target_triangles;
@@ -1113,11 +1129,11 @@ private:
         }
         // Only the rows, the numbering and the survivors are needed from here on.
         std::vector<float>().swap(side_costs_);
-        std::vector<std::uint8_t>().swap(side_refused_);
-        std::vector<candidate>().swap(sorted_);
-        std::vector<std::uint32_t>().swap(block_counts_);
+        std::vector<bool>().swap(side_refused_);
+        std::vector<index>().swap(sorted_);
+        std::vector<std::uint16_t>().swap(block_counts_);
         std::vector<quadric>().swap(quadrics_);
-        for (auto* list : {&offsets_, &star_, &fill_, &touched_, &used_, &changed_, &live_valence_, &tentative_, &waiting_, &later_})
+        for (auto* list : {&offsets_, &star_, &marks_, &chosen_in_slice_, &changed_, &live_valence_, &tentative_, &waiting_, &later_})
             std::vector<index>().swap(*list);
         std::vector<verdict>().swap(verdicts_);
         std::vector<std::uint64_t>().swap(by_row_);
@@ -1139,7 +1155,7 @@ private:
         for (const index t : row)
             if (t != dead) {
                 const tri32& tri = tris_[t];
-                surface_.triangles[kept++] = {order_.vertex_of[tri[0]], order_.vertex_of[tri[1]], order_.vertex_of[tri[2]]};
+                surface_.triangles[kept++] = {order_.old_of(tri[0]), order_.old_of(tri[1]), order_.old_of(tri[2])};
             }
         counts_.removed_triangles = surface_.triangles.size() - kept;
         surface_.triangles.resize(kept);
@@ -1168,7 +1184,7 @@ private:
     std::vector<index> survivor_;  // the vertex each collapsed vertex went into
     std::vector<std::array<index, 2>> boundary_sides_;  // (triangle, edge) of boundary edges that may collapse
     // The stars of the pass: offsets_[v] .. offsets_[v + 1] in star_.
-    std::vector<index> offsets_, star_, fill_;
+    std::vector<index> offsets_, star_;
     // Per side of a triangle (3 t + e), what the last listing found, kept
     // while neither end changes (nor, then, do the triangles on the edge):
     // the cost of its edge, no plan, not listed from this side, or unknown.
@@ -1176,24 +1192,28 @@ private:
     static constexpr float no_plan = -1.0f;
     static constexpr float not_listed = -2.0f;
     std::vector<float> side_costs_;
-    std::vector<std::uint8_t> side_refused_;  // per side: its edge was refused and nothing near it changed since
+    // Per side: its edge was refused and nothing near it changed since. Bits:
+    // the parallel blocks of the listing start at whole words (`listing_block`).
+    std::vector<bool> side_refused_;
     std::vector<std::uint32_t> changed_;  // the listing after which each vertex last changed
     std::uint32_t listing_ = 0;
-    std::vector<std::uint32_t> block_counts_;  // listed edges per block of triangles and bucket
+    std::vector<std::uint16_t> block_counts_;  // listed edges per block of triangles and bucket
     static constexpr std::size_t buckets = std::size_t{1} << 12;
     std::vector<std::uint32_t> bucket_start_;
-    std::vector<candidate> sorted_;  // the candidates the pass may take, by bucket
+    std::vector<index> sorted_;  // the sides of the edges the pass may take, by bucket of their cost
     static constexpr float all_costs = std::numeric_limits<float>::infinity();
     std::vector<index> tentative_;  // the places in sorted_ of the edges of the slice
     std::vector<index> waiting_, later_;  // the places of the edges that wait for this slice, and for the next
     std::vector<verdict> verdicts_;
+    std::vector<index> chosen_in_slice_;  // the places in the slice of its chosen edges
     std::vector<std::uint64_t> by_row_;  // the slice's edges by side: side << 32 | place in the slice
     std::size_t chosen_ = 0;    // collapses made in the pass
     std::size_t removing_ = 0;  // the triangles they killed
     std::size_t live_ = 0;      // triangles alive at the start of the pass; dead ones stay in the rows until compacted
-    std::vector<std::uint32_t> touched_;  // the slice whose edges last had each vertex in their stars
+    // Per vertex: the slice whose taken edges last had it in their stars, or
+    // `used_mark` when it is an end of a collapse of the pass.
+    std::vector<std::uint32_t> marks_;
     std::uint32_t slice_ = 0;
-    std::vector<std::uint32_t> used_;          // the pass that last collapsed an edge at each vertex
     std::vector<std::uint32_t> live_valence_;  // the live triangles around each vertex
     std::uint32_t pass_ = 0;
     std::size_t started_with_ = 0, asked_ = 0, told_ = 0;  // triangles, for the progress
