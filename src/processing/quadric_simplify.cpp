@@ -737,7 +737,7 @@ private:
 
     /// The listed edges of the buckets up to that of `limit`, by bucket, in
     /// triangle order within a bucket, into `sorted_`. The places of edges
-    /// refused since the listing stay empty (side `dead`).
+    /// refused since the listing, or dearer than `limit`, stay empty (side `dead`).
     void sort_up_to(float limit)
     {
         const std::uint32_t last = bucket_of(limit);
@@ -758,7 +758,7 @@ private:
                 for (std::size_t e = 0; e < 3 && tris_[t][0] != dead; ++e) {
                     const float cost = side_costs_[3 * t + e];
                     if (!(cost >= 0) || side_refused_[3 * t + e]) continue;
-                    if (const std::uint32_t j = bucket_of(cost); j <= last)
+                    if (const std::uint32_t j = bucket_of(cost); j <= last && cost <= limit)
                         sorted_[place[j]++] = static_cast<index>(3 * t + e);
                 }
         });
@@ -780,16 +780,6 @@ private:
             if (valence(apexes[k]) > hub_valence) changed_[apexes[k]] = listing_;
         if (is_constrained_edge(p.kept, p.removed))
             for (const index w : state_[p.removed].along) changed_[w] = listing_;
-    }
-
-    /// Marks every vertex of the stars of a and b as touched in this slice.
-    void touch_stars(index a, index b)
-    {
-        for (const index v : {a, b})
-            for (const index* t = star_begin(v); t != star_end(v); ++t)
-                if (tris_[*t][0] != dead)
-                    for (const index w : tris_[*t])
-                        if (marks_[w] != used_mark()) marks_[w] = slice_;
     }
 
     /// What the tests of one edge found.
@@ -836,7 +826,7 @@ private:
     /// taken before it in the slice (it waits for the next slice otherwise).
     /// Their tests run in parallel on the surface as the slice begins, and
     /// stay true whatever the edges taken before them do.
-    void choose(float limit, std::size_t wanted)
+    void choose(std::size_t wanted)
     {
         chosen_ = removing_ = 0;
         waiting_.clear();
@@ -846,16 +836,14 @@ private:
             // bounds that keep its verdicts a small part of the memory.
             const std::size_t most = std::clamp<std::size_t>(tris_.size() / 32, 256, 4096);
             const std::size_t size = std::clamp<std::size_t>((wanted - removing_ + 1) / 2, 256, most);
+            // The window: the edges that wait, then the next ones.
+            window_ = waiting_;
+            for (const std::size_t end = window_.size() + size; i < sorted_.size() && window_.size() < end; ++i)
+                if (sorted_[i] != dead) window_.push_back(static_cast<index>(i));
+            gather_stars();
             tentative_.clear();
             later_.clear();
-            for (std::size_t w = 0; w < waiting_.size(); ++w) {
-                prefetch_ahead(waiting_, w);
-                take(waiting_[w]);
-            }
-            for (; i < sorted_.size() && tentative_.size() < size; ++i) {
-                prefetch_ahead(i);
-                if (sorted_[i] != dead && side_costs_[sorted_[i]] <= limit) take(static_cast<index>(i));
-            }
+            for (std::size_t k = 0; k < window_.size(); ++k) take(k);
             if (tentative_.empty()) break;
             examine_slice();
             walk_slice(wanted);
@@ -866,56 +854,52 @@ private:
         }
     }
 
-    /// The walks over sorted_ jump across the surface: what the edge some
-    /// places ahead will read is fetched in stages, each from what the stage
-    /// before it brought, so that the misses overlap.
-    void prefetch_stages(index far, index near, index nearer) const
+    /// For each edge of the window, in parallel: its ends, or none when its
+    /// triangle died or a collapse of the pass used an end; and the vertices
+    /// of the stars of its ends (with repeats), so that the serial choice of
+    /// the slice reads them in order instead of walking the stars.
+    void gather_stars()
     {
-        if (far != dead && sorted_[far] != dead) {
-            __builtin_prefetch(&tris_[sorted_[far] / 3]);
-            __builtin_prefetch(&side_costs_[sorted_[far]]);
-        }
-        if (near != dead) {
-            const auto [a, b] = ends_of(sorted_[near]);
+        const std::size_t count = window_.size();
+        window_ends_.resize(count);
+        star_vertices_at_.resize(count + 1);
+        const auto for_window = [&](const auto& body) {
+            oneapi::tbb::parallel_for(oneapi::tbb::blocked_range<std::size_t>(0, count, 256), [&](const auto& r) {
+                for (std::size_t k = r.begin(); k != r.end(); ++k) body(k);
+            });
+        };
+        for_window([&](std::size_t k) {
+            const auto ends = free_ends(window_[k]);
+            window_ends_[k] = ends ? *ends : std::pair{dead, dead};
+            star_vertices_at_[k + 1] = ends ? static_cast<index>(3 * (valence(ends->first) + valence(ends->second))) : 0;
+        });
+        star_vertices_at_[0] = 0;
+        for (std::size_t k = 0; k < count; ++k) star_vertices_at_[k + 1] += star_vertices_at_[k];
+        star_vertices_.resize(star_vertices_at_[count]);
+        for_window([&](std::size_t k) {
+            const auto [a, b] = window_ends_[k];
+            if (a == dead) return;
+            index* out = star_vertices_.data() + star_vertices_at_[k];
             for (const index v : {a, b})
-                if (v != dead) {
-                    __builtin_prefetch(&offsets_[v]);
-                    __builtin_prefetch(&marks_[v]);
-                }
-        }
-        if (nearer != dead) {
-            const auto [a, b] = ends_of(sorted_[nearer]);
-            for (const index v : {a, b})
-                if (v != dead) __builtin_prefetch(star_begin(v));
-        }
+                for (const index* t = star_begin(v); t != star_end(v); ++t)
+                    for (const index w : tris_[*t]) *out++ = tris_[*t][0] == dead ? v : w;
+        });
     }
 
-    void prefetch_ahead(std::size_t i) const
-    {
-        const auto at = [&](std::size_t k) { return k < sorted_.size() ? static_cast<index>(k) : dead; };
-        prefetch_stages(at(i + 16), at(i + 8), at(i + 4));
-    }
-
-    void prefetch_ahead(const std::vector<index>& places, std::size_t i) const
-    {
-        const auto at = [&](std::size_t k) { return k < places.size() ? places[k] : dead; };
-        prefetch_stages(at(i + 16), at(i + 8), at(i + 4));
-    }
-
-    /// Takes the edge at `place` in sorted_ into the slice, or lets it wait
+    /// Takes the `k`-th edge of the window into the slice, or lets it wait
     /// when an end lies in the stars of an edge taken before it, or drops it
     /// when a collapse used an end.
-    void take(index place)
+    void take(std::size_t k)
     {
-        const auto ends = free_ends(place);
-        if (!ends) return;
-        const auto [a, b] = *ends;
+        const auto [a, b] = window_ends_[k];
+        if (a == dead) return;
         if (marks_[a] == slice_ || marks_[b] == slice_) {
-            later_.push_back(place);
+            later_.push_back(window_[k]);
             return;
         }
-        touch_stars(a, b);
-        tentative_.push_back(place);
+        for (index j = star_vertices_at_[k]; j != star_vertices_at_[k + 1]; ++j)
+            if (marks_[star_vertices_[j]] != used_mark()) marks_[star_vertices_[j]] = slice_;
+        tentative_.push_back(window_[k]);
     }
 
     /// Tests the edges of the slice in parallel, in the order of their
@@ -1118,10 +1102,10 @@ private:
             sort_up_to(limit);
             // When every edge up to the limit is refused, the dearer ones are tried.
             ++pass_;
-            choose(limit, wanted);
+            choose(wanted);
             if (chosen_ == 0 && limit < all_costs) {
                 sort_up_to(all_costs);
-                choose(all_costs, wanted);
+                choose(wanted);
             }
             if (chosen_ == 0) break;
             ++counts_.passes;
@@ -1133,9 +1117,10 @@ private:
         std::vector<index>().swap(sorted_);
         std::vector<std::uint16_t>().swap(block_counts_);
         std::vector<quadric>().swap(quadrics_);
-        for (auto* list : {&offsets_, &star_, &marks_, &chosen_in_slice_, &changed_, &live_valence_, &tentative_, &waiting_, &later_})
+        for (auto* list : {&offsets_, &star_, &marks_, &chosen_in_slice_, &changed_, &live_valence_, &tentative_, &waiting_, &later_, &window_, &star_vertices_, &star_vertices_at_})
             std::vector<index>().swap(*list);
         std::vector<verdict>().swap(verdicts_);
+        std::vector<std::pair<index, index>>().swap(window_ends_);
         std::vector<std::uint64_t>().swap(by_row_);
     }
 
@@ -1204,6 +1189,9 @@ private:
     static constexpr float all_costs = std::numeric_limits<float>::infinity();
     std::vector<index> tentative_;  // the places in sorted_ of the edges of the slice
     std::vector<index> waiting_, later_;  // the places of the edges that wait for this slice, and for the next
+    std::vector<index> window_;           // the places of the edges the slice looks at
+    std::vector<std::pair<index, index>> window_ends_;
+    std::vector<index> star_vertices_, star_vertices_at_;  // the vertices of the stars of the window's edges
     std::vector<verdict> verdicts_;
     std::vector<index> chosen_in_slice_;  // the places in the slice of its chosen edges
     std::vector<std::uint64_t> by_row_;  // the slice's edges by side: side << 32 | place in the slice
