@@ -80,10 +80,13 @@ struct collapse_counts {
 /// triangles; an edge's cost is the error of the summed quadric at the best
 /// position, where the survivor is moved. The loop runs in passes: each pass
 /// orders the edges by cost (in buckets of the top bits of the cost as a
-/// float, in triangle order within a bucket) and takes them cheapest first,
-/// each edge whose ends lie outside the stars of the edges taken before it
-/// in the pass, up to 1.5 times the least cost of the bucket that holds the
-/// rank of the collapses still wanted. A collapse needs the link condition
+/// float, in triangle order within a bucket) and collapses them cheapest
+/// first, up to 1.5 times the least cost of the bucket that holds the rank of
+/// the collapses still wanted, each edge whose ends no earlier collapse of
+/// the pass used. It goes a slice of at most 4096 edges at a time (and at
+/// most a 32nd of the triangles): in order, an edge is taken when its ends
+/// lie outside the stars of the edges taken before it in the slice, and
+/// waits for the next slice otherwise. A collapse needs the link condition
 /// (the end vertices share exactly the apexes of the edge's triangles),
 /// leaves no inner apex with fewer than three triangles, and turns no
 /// surrounding triangle's normal by more than the limit; an edge refused is
