@@ -83,8 +83,8 @@ struct collapse_counts {
 /// float, in triangle order within a bucket) and collapses them cheapest
 /// first, up to 1.5 times the least cost of the bucket that holds the rank of
 /// the collapses still wanted, each edge whose ends no earlier collapse of
-/// the pass used. It goes a slice of at most 4096 edges at a time (and at
-/// most a 32nd of the triangles): in order, an edge is taken when its ends
+/// the pass used. It goes a slice of edges at a time (a 32nd of the
+/// triangles, but at least 64 and at most 4096): in order, an edge is taken when its ends
 /// lie outside the stars of the edges taken before it in the slice, and
 /// waits for the next slice otherwise. A collapse needs the link condition
 /// (the end vertices share exactly the apexes of the edge's triangles),

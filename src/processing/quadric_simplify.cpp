@@ -834,17 +834,18 @@ private:
             ++slice_;
             // A slice: about as many edges as collapses still wanted, within
             // bounds that keep its verdicts a small part of the memory.
-            const std::size_t most = std::clamp<std::size_t>(tris_.size() / 32, 256, 4096);
-            const std::size_t size = std::clamp<std::size_t>((wanted - removing_ + 1) / 2, 256, most);
-            // The window: the edges that wait, then the next ones.
-            window_ = waiting_;
-            for (const std::size_t end = window_.size() + size; i < sorted_.size() && window_.size() < end; ++i)
+            const std::size_t most = std::clamp<std::size_t>(tris_.size() / 32, 64, 4096);
+            const std::size_t size = std::clamp<std::size_t>((wanted - removing_ + 1) / 2, 64, most);
+            // The window: the edges that wait, then the next ones, `size` in all.
+            const std::size_t from_waiting = std::min(size, waiting_.size());
+            window_.assign(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(from_waiting));
+            later_.assign(waiting_.begin() + static_cast<std::ptrdiff_t>(from_waiting), waiting_.end());
+            for (; i < sorted_.size() && window_.size() < size; ++i)
                 if (sorted_[i] != dead) window_.push_back(static_cast<index>(i));
             gather_stars();
             tentative_.clear();
-            later_.clear();
             for (std::size_t k = 0; k < window_.size(); ++k) take(k);
-            if (tentative_.empty()) break;
+            if (tentative_.empty() && later_.empty()) break;
             examine_slice();
             walk_slice(wanted);
             make_chosen();
