@@ -8,11 +8,12 @@
 #   scripts/run_peer_benchmarks.sh [--no-install] [--sizes 100000,1000000] [--inputs LIST] [--reps-scale X]
 #                                  [--out FILE] [-- PROGRAM OPTIONS]
 #   scripts/run_peer_benchmarks.sh --repair [--no-install] [--out FILE] [-- PROGRAM OPTIONS]
+#   scripts/run_peer_benchmarks.sh --simplify [--no-install] [--sizes ...] [--inputs LIST] [--out FILE]
 #
 # FILE (default bench/RESULTS.md) receives the report; PROGRAM OPTIONS go to
-# the benchmark program, for example --filter 'simplify*' --impls 'ours*,meshopt*'
-# for the simplifier against meshoptimizer alone (minutes instead of the whole
-# run's hour and more).
+# the benchmark program. --simplify measures the simplifier against
+# meshoptimizer alone, to half and to a tenth (minutes instead of the whole
+# run's hour and more), and replaces only the simplification section of FILE.
 #
 # LIST names the generated inputs to run, comma-separated (a trailing * matches
 # any rest); the default keeps the whole run near 20 minutes on two cores. The
@@ -30,11 +31,13 @@ reps_scale=0.6
 inputs='torus 1M,torus 1M shuffled,icosphere 1M shuffled,torus 1M soup,*100k*'
 extra=()
 repair=0
+simplify=0
 out=$root/bench/RESULTS.md
 while [[ $# -gt 0 ]]; do
     case $1 in
         --no-install) install=0 ;;
         --repair) repair=1 ;;
+        --simplify) simplify=1 ;;
         --sizes) sizes=$2; shift ;;
         --reps-scale) reps_scale=$2; shift ;;
         --inputs) inputs=$2; shift ;;
@@ -90,14 +93,21 @@ if [[ $repair == 1 ]]; then
     exit 0
 fi
 
+if [[ $simplify == 1 ]]; then
+    extra=(--filter 'simplify*' --impls 'ours*,meshopt*' ${extra[@]+"${extra[@]}"})
+fi
 OMP_NUM_THREADS=1 "$program" --threads 1 --sizes "$sizes" --inputs "$inputs" --reps-scale "$reps_scale" ${extra[@]+"${extra[@]}"} | tee "$work/t1.tsv"
 OMP_NUM_THREADS=2 "$program" --threads 2 --parallel-only --sizes "$sizes" --inputs "$inputs" --reps-scale "$reps_scale" ${extra[@]+"${extra[@]}"} | tee "$work/t2.tsv"
 
 echo "load after the run (uptime)=$(uptime | sed 's/.*load average/load average/')" >>"$work/meta"
-echo "command=scripts/run_peer_benchmarks.sh --sizes $sizes --inputs '$inputs' --reps-scale $reps_scale --out ${out#$root/} ${extra[*]+-- ${extra[*]}}" >>"$work/meta"
+flag=''
+[[ $simplify == 1 ]] && flag='--simplify '
+echo "command=scripts/run_peer_benchmarks.sh $flag--sizes $sizes --inputs '$inputs' --reps-scale $reps_scale --out ${out#$root/} ${extra[*]+-- ${extra[*]}}" >>"$work/meta"
 # The raw output stays in build/peers/last-run, so that the report can be
 # written again (make_results.py) without measuring again.
 mkdir -p "$build/last-run"
 cp "$work/meta" "$work/t1.tsv" "$work/t2.tsv" "$build/last-run/"
-python3 "$root/bench/peers/make_results.py" "$work/meta" "$out" "$work/t1.tsv" "$work/t2.tsv"
+section=()
+[[ $simplify == 1 ]] && section=(--simplify-section)
+python3 "$root/bench/peers/make_results.py" ${section[@]+"${section[@]}"} "$work/meta" "$out" "$work/t1.tsv" "$work/t2.tsv"
 echo "wrote $out"

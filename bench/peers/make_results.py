@@ -1,12 +1,21 @@
 #!/usr/bin/env python3
 """Turns the tab-separated output of bench_peers (one run per thread count)
-into bench/RESULTS.md. Usage: make_results.py META OUT TSV..."""
+into bench/RESULTS.md. Usage: make_results.py [--simplify-section] META OUT TSV...
+
+With --simplify-section the output holds only the simplifier against
+meshoptimizer (its targets and tables, with this run's date, commit and
+loads), and replaces the simplification sections of OUT, leaving the rest of
+the report as it is."""
 
 import os
 import sys
 from collections import OrderedDict, defaultdict
 
-meta_path, out_path, tsv_paths = sys.argv[1], sys.argv[2], sys.argv[3:]
+args = sys.argv[1:]
+simplify_section = bool(args) and args[0] == '--simplify-section'
+if simplify_section:
+    args = args[1:]
+meta_path, out_path, tsv_paths = args[0], args[1], args[2:]
 
 rows = []
 for path in tsv_paths:
@@ -272,19 +281,65 @@ for title, ops, ours_impl, note in TABLES:
             out.append('')
             out += lines
             out.append('')
-for op, title in (('simplify', 'half'), ('simplify-tenth', 'a tenth of')):
-    if not any(o == op for (o, _, _) in by):
-        continue
-    out.append(f'## Simplification to {title} the triangles')
-    out.append('')
-    out.append(SIMPLIFY_NOTE)
-    out.append('')
-    for inp in inputs:
-        lines = simplify_table_for(inp, op)
-        if lines:
-            out.append(f'**{inp}** ({inputs[inp]:,} triangles)')
-            out.append('')
-            out += lines
-            out.append('')
+def simplify_tables(level):
+    lines_out = []
+    for op, title in (('simplify', 'half'), ('simplify-tenth', 'a tenth of')):
+        if not any(o == op for (o, _, _) in by):
+            continue
+        lines_out.append(f'{level} Simplification to {title} the triangles')
+        lines_out.append('')
+        lines_out.append(SIMPLIFY_NOTE)
+        lines_out.append('')
+        for inp in inputs:
+            lines = simplify_table_for(inp, op)
+            if lines:
+                lines_out.append(f'**{inp}** ({inputs[inp]:,} triangles)')
+                lines_out.append('')
+                lines_out += lines
+                lines_out.append('')
+    return lines_out
+
+
+SIMPLIFY_HEADING = '## Simplification against meshoptimizer, to half and to a tenth'
+
+
+def simplify_section_lines():
+    """The simplifier against meshoptimizer: this run's figures, its targets,
+    the hand-written profile (analysis-simplify.md) and the tables."""
+    section = [SIMPLIFY_HEADING, '']
+    if simplify_section:
+        section += [f'- {k}: {v}' for k, v in meta.items()]
+        section += ['', 'Measured in a run of their own; times as described at the top of this report.', '']
+    section += ['Targets (our figure / meshoptimizer\'s, each at its faster thread count):', '',
+                '| target | goal | measured (range over inputs) | result |', '|---|---|--:|---|']
+    section += [t for t in targets if '`simplify`' in t and 'meshopt' in t]
+    section.append('')
+    notes = os.path.join(os.path.dirname(os.path.abspath(__file__)), 'analysis-simplify.md')
+    if os.path.exists(notes):
+        with open(notes) as f:
+            section += [f.read().rstrip('\n'), '']
+    return section + simplify_tables('###')
+
+
+def splice_simplify_section():
+    """Replaces the simplification sections of the report with this run's."""
+    section = simplify_section_lines()
+    try:
+        old = open(out_path).read().split('\n')
+    except FileNotFoundError:
+        old = []
+    is_simplify = lambda line: line.startswith('## Simplification')
+    start = next((i for i, line in enumerate(old) if is_simplify(line)), len(old))
+    end = next((i for i in range(start + 1, len(old)) if old[i].startswith('## ') and not is_simplify(old[i])), len(old))
+    new = old[:start] + section + old[end:]
+    with open(out_path, 'w') as f:
+        f.write('\n'.join(new).rstrip('\n') + '\n')
+
+
+if simplify_section:
+    splice_simplify_section()
+    sys.exit(0)
+if any(op.startswith('simplify') for (op, _, _) in by):
+    out += simplify_section_lines()
 with open(out_path, 'w') as f:
     f.write('\n'.join(out) + '\n')
