@@ -639,16 +639,18 @@ private:
         const bool kept_moves = !(p.position == pos[p.kept]);
         for (const index v : {p.kept, p.removed}) {
             if (v == p.kept && !kept_moves) continue;
+            const index other = v == p.kept ? p.removed : p.kept;
+            const point3& from = pos[v];
             for (const index* s = star_begin(v); s != star_end(v); ++s) {
                 const tri32& tri = tris_[*s];
-                if (tri[0] == dead || (has(tri, p.kept) && has(tri, p.removed))) continue;
-                std::array<point3, 3> before, after;
-                for (int c = 0; c < 3; ++c) {
-                    before[c] = pos[tri[c]];
-                    after[c] = (tri[c] == p.kept || tri[c] == p.removed) ? p.position : before[c];
-                }
-                const point3 n0 = cross(sub(before[1], before[0]), sub(before[2], before[0]));
-                const point3 n1 = cross(sub(after[1], after[0]), sub(after[2], after[0]));
+                if (tri[0] == dead) continue;
+                // The triangle turned round to start at v, which moves to the plan's place.
+                const std::size_t c = tri[0] == v ? 0 : tri[1] == v ? 1 : 2;
+                const index b = tri[next[c]], d = tri[next[next[c]]];
+                if (b == other || d == other) continue;  // on the edge: it goes
+                const point3 &q = pos[b], &r = pos[d];
+                const point3 n0 = cross(sub(q, from), sub(r, from));
+                const point3 n1 = cross(sub(q, p.position), sub(r, p.position));
                 const double s0 = dot(n0, n0), s1 = dot(n1, n1);
                 if (!(s1 > 0)) return false;
                 if (!(s0 > 0)) continue;
