@@ -249,6 +249,31 @@ TEST(SimplifyCommand, ErrorBoundSlidingBoundaryAndFeaturesReachTheReport)
                     .is_null());
 }
 
+// The vertices a --lock file lists keep their places bit for bit; a file
+// that lists anything but vertex numbers of the input is refused.
+TEST(SimplifyCommand, LockedVerticesKeepTheirPlaces)
+{
+    scratch_dir dir;
+    const triangle_surface sphere = Zelkov::Meshgen::icosphere(3);
+    const std::string input = dir.file("sphere.ply", Zelkov::Meshio::ply_bytes(sphere));
+    const value r = report_of({"simplify", input, "--target", "100", "--lock", dir.file("lock.txt", "0 5\n\n 17\t5\n"),
+                               "-o", dir.file("out.ply"), "--json"});
+    ASSERT_FALSE(r.is_null());
+    EXPECT_EQ(figure(r, "collapse", "locked_input_vertices"), 3u);
+    const triangle_surface out = Zelkov::Meshio::read_mesh_file(dir.file("out.ply"));
+    for (const std::size_t v : {0, 5, 17})
+        EXPECT_NE(std::find(out.vertices.begin(), out.vertices.end(), sphere.vertices[v]), out.vertices.end()) << v;
+
+    const std::string bad = dir.file("bad.txt", "3\n4,5\n");
+    EXPECT_EQ(run_cli({"simplify", input, "--lock", bad}).err,
+              "zelkov: error: " + bad + ": line 2: not a vertex number (whole numbers from 0, separated by spaces)\n");
+    const std::string far = dir.file("far.txt", "1\n642\n");
+    const outcome o = run_cli({"simplify", input, "--lock", far});
+    EXPECT_EQ(o.status, exit_bad_input);
+    EXPECT_EQ(o.err, "zelkov: error: " + far + ": line 2: vertex 642 is out of range (the input has 642 vertices)\n");
+    EXPECT_EQ(run_cli({"simplify", input, "--lock", dir.path.string()}).status, exit_bad_input);
+}
+
 TEST(SimplifyCommand, DefaultMeshWhenNoInputIsGivenAndProgressOnlyOnATerminal)
 {
     const std::vector<std::string> args{"simplify", "--default-mesh-triangles", "20000", "--ratio", "0.05", "--json"};

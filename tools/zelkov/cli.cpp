@@ -208,6 +208,9 @@ int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
         ->add_option("--max-error-relative", simplify.max_error_relative,
                      "the same bound as a fraction of the bounding-box diagonal")
         ->check(number_between(0.0, std::numeric_limits<double>::max()));
+    simplify_cmd->add_option("--lock", simplify.lock_file,
+                             "keep the input vertices listed in this text file where they are: vertex numbers "
+                             "from 0, separated by spaces or lines");
     simplify_cmd
         ->add_option("--relax-angle", simplify.relax_flat_degrees,
                      "relax (flip) only edges whose triangles meet within this many degrees of flat")

@@ -7,6 +7,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <geometry/triangle_surface.h>
 #include <processing/surface_info.h>
@@ -55,6 +56,7 @@ struct simplify_cli_options {
     double relax_flat_degrees = 5.0;
     std::string boundary = "locked";
     std::optional<double> preserve_sharp_degrees;
+    std::string lock_file;  // empty: no vertex is locked
 };
 
 struct repair_cli_options {
@@ -87,6 +89,13 @@ struct input_mesh {
 /// Reads the input file, or generates the default mesh when there is none.
 /// \throws Zelkov::Meshio::read_error.
 input_mesh load_input(const common_options& options, stage_clock& clock);
+
+/// One mark per vertex, set for the vertices that the text file at `path`
+/// lists: vertex numbers from 0, separated by white space.
+/// \throws Zelkov::Meshio::read_error, naming the file and the line, when the
+/// file is missing or not a regular file, holds anything but numbers, or a
+/// number of `vertex_count` or more.
+std::vector<unsigned char> read_vertex_marks(const std::string& path, std::size_t vertex_count);
 
 /// A new report that names the command, its input and, under "before", the
 /// input's counts and box.

@@ -1,5 +1,8 @@
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 
 #include <geometry/trimesh.h>
 
@@ -19,6 +22,48 @@ input_mesh load_input(const common_options& options, stage_clock& clock)
     }
     auto surface = clock.run("read", [&] { return Zelkov::Meshio::read_mesh_file(options.input); });
     return {std::move(surface), options.input};
+}
+
+std::vector<unsigned char> read_vertex_marks(const std::string& path, std::size_t vertex_count)
+{
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    const auto status = fs::status(path, ec);
+    if (!fs::exists(status)) throw Zelkov::Meshio::read_error(path + ": no such file");
+    if (!fs::is_regular_file(status)) throw Zelkov::Meshio::read_error(path + ": not a regular file");
+    std::ifstream in(path, std::ios::binary);
+    if (!in) throw Zelkov::Meshio::read_error(path + ": cannot be read");
+    std::vector<unsigned char> marks(vertex_count, 0);
+    std::size_t line = 1;
+    // One character at a time, so that no line or number of any length is held.
+    std::uint64_t number = 0;
+    std::string digits;  // as written, for the message, up to 20 of them
+    const auto end_number = [&] {
+        if (digits.empty()) return;
+        if (number >= vertex_count)
+            throw Zelkov::Meshio::read_error(path + ": line " + std::to_string(line) + ": vertex " +
+                                             (digits.size() > 20 ? digits.substr(0, 20) + "..." : digits) +
+                                             " is out of range (the input has " + std::to_string(vertex_count) +
+                                             " vertices)");
+        marks[number] = 1;
+        number = 0;
+        digits.clear();
+    };
+    for (std::istreambuf_iterator<char> c(in), stop; c != stop; ++c) {
+        if (*c >= '0' && *c <= '9') {
+            // Past the vertex count the number is refused anyway; stop it growing.
+            number = std::min<std::uint64_t>(number * 10 + static_cast<std::uint64_t>(*c - '0'), vertex_count);
+            if (digits.size() <= 20) digits += *c;
+        } else if (*c == ' ' || *c == '\t' || *c == '\r' || *c == '\n') {
+            end_number();
+            line += *c == '\n';
+        } else {
+            throw Zelkov::Meshio::read_error(path + ": line " + std::to_string(line) +
+                                             ": not a vertex number (whole numbers from 0, separated by spaces)");
+        }
+    }
+    end_number();
+    return marks;
 }
 
 value surface_summary(const Zelkov::Geometry::triangle_surface& surface)

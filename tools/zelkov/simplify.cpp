@@ -1,6 +1,7 @@
 // `simplify`: the report of the `simplify` job, and its result written with
 // the curvature as colours.
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -70,11 +71,14 @@ value run_simplify(const common_options& options, const simplify_cli_options& o,
     so.boundary = boundary_of(o.boundary);
     so.feature_angle_degrees = o.preserve_sharp_degrees.value_or(180.0);
     so.relax_flat_degrees = o.relax_flat_degrees;
+    if (!o.lock_file.empty()) so.locked = read_vertex_marks(o.lock_file, s.vertices.size());
     const auto r = Zelkov::Processing::simplify(s, so, clock.callback());
 
     report["weld"] = weld_report(r.weld, Zelkov::Processing::simplify_weld_options());
     report["investigation"] = investigation_report(r.investigation);
     report["collapse"] = collapse_report(r, so);
+    if (!so.locked.empty())
+        report["collapse"]["locked_input_vertices"] = std::count(so.locked.begin(), so.locked.end(), 1);
     report["relaxed_edges"] = r.relaxed_edges;
     report["curvature"] = field_summary(r.curvature);
     value after = surface_summary(s);
