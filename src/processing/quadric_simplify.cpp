@@ -315,8 +315,6 @@ private:
         return {count, lowest};
     }
 
-    bool adjacent(index a, index b) const { return edge_triangles(a, b).first > 0; }
-
     // ------------------------------------------------------------ edge kinds
 
     /// Runs `body(begin, end, part)` over blocks of `count` items in
