@@ -818,8 +818,8 @@ private:
         return ends;
     }
 
-    /// Walks the listed edges up to `limit` in cost, cheapest first, and
-    /// collapses each one whose ends are unused and that passes the tests,
+    /// Walks the pass's order (`sorted_`), cheapest first, and collapses
+    /// each edge whose ends are unused and that passes the tests,
     /// until the collapses remove `wanted` triangles. The walk goes a slice
     /// at a time: the edges that wait from the last slice, then the next
     /// ones, each taken when its ends lie outside the stars of the edges
